@@ -1,0 +1,101 @@
+// The direct route: a handler takes the operand fields out of the word,
+// builds the operand records, stores the word in `instr` and calls its
+// kernel, which works on cpu_state in place. One struct per shape holds the
+// field extraction; the element size comes from the handler's type.
+#pragma once
+
+#include "fields.h"
+#include "sve_emu.h"
+
+namespace sve {
+
+// Records as handlers build them.
+constexpr aarch64_z_reg z_dst_src(uint32_t w, int hi, int lo, uint32_t c) {  // Zdn
+  return {field(w, hi, lo), Z_NONE, c, c};
+}
+constexpr aarch64_z_reg z_plain(uint32_t w, int hi, int lo, uint32_t c) {  // Zd, Zn, Zm
+  return {field(w, hi, lo), c, Z_NONE, Z_NONE};
+}
+constexpr aarch64_p_reg p_gov(uint32_t w, int hi, int lo, uint32_t q) {  // P_M, P_Z, P_PLAIN
+  return {field(w, hi, lo), q, P_NONE, P_NONE};
+}
+constexpr aarch64_p_reg p_plain(uint32_t w, int hi, int lo, uint32_t c) {  // Pd, Pn of a size
+  return {field(w, hi, lo), c, P_NONE, P_NONE};
+}
+constexpr aarch64_p_reg p_dst_src(uint32_t w, int hi, int lo, uint32_t c) {  // Pdn
+  return {field(w, hi, lo), P_NONE, c, c};
+}
+constexpr aarch64_i_reg x_plain(uint32_t w, int hi, int lo, uint32_t view) {
+  return {field(w, hi, lo), view, I_NONE, I_NONE};
+}
+constexpr aarch64_i_reg x_dst_src(uint32_t w, int hi, int lo, uint32_t view) {
+  return {field(w, hi, lo), I_NONE, view, view};
+}
+constexpr aarch64_i_rsp_reg xsp(uint32_t w, int hi, int lo, uint32_t view) {
+  return {field(w, hi, lo), view};
+}
+
+// Read and write general registers by the rule of each record type.
+inline uint64_t read_x(const cpu_state* s, aarch64_i_reg r) { return r.reg == 31 ? 0 : s->x[r.reg]; }
+inline void write_x(cpu_state* s, aarch64_i_reg r, uint64_t v) {
+  if (r.reg != 31) s->x[r.reg] = v;
+}
+inline uint64_t read_x(const cpu_state* s, aarch64_i_rsp_reg r) { return r.reg == 31 ? s->sp : s->x[r.reg]; }
+inline void write_x(cpu_state* s, aarch64_i_rsp_reg r, uint64_t v) { (r.reg == 31 ? s->sp : s->x[r.reg]) = v; }
+
+// Host floating-point status. Kernels that compute with the host's own
+// floating-point arithmetic leave their exception flags in the host's FPSR;
+// their handlers copy it into the emulated register afterwards. On a host
+// without the native route the kernels maintain `fpsr` themselves.
+#if defined(__aarch64__)
+inline uint32_t host_fpsr() {
+  uint64_t v;
+  asm volatile("mrs %0, fpsr" : "=r"(v));
+  return uint32_t(v);
+}
+inline void copy_host_fpsr(cpu_state* s) { s->fpsr = host_fpsr(); }
+#else
+inline void copy_host_fpsr(cpu_state*) {}
+#endif
+
+// Direct-route handler bodies by shape. `NativeFp` marks the handlers whose
+// kernel computes with native floating point.
+template <auto Kernel, bool NativeFp = false>
+struct direct_base {
+  template <class... R>
+  static aarch64_decode_rc call(cpu_state* s, uint32_t w, R... records) {
+    s->instr = w;
+    aarch64_decode_rc rc = Kernel(s, records...);
+    if constexpr (NativeFp) copy_host_fpsr(s);
+    return rc;
+  }
+};
+
+// Zdn 4:0, Pg 12:10 merging, Zm 9:5.
+template <auto Kernel, bool NativeFp = false>
+struct vvm : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return vvm::call(s, w, z_dst_src(w, 4, 0, T::code), p_gov(w, 12, 10, P_M), z_plain(w, 9, 5, T::code));
+  }
+};
+
+// Zd 4:0, Pg 12:10 merging, Zn 9:5.
+template <auto Kernel, bool NativeFp = false>
+struct vm : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return vm::call(s, w, z_plain(w, 4, 0, T::code), p_gov(w, 12, 10, P_M), z_plain(w, 9, 5, T::code));
+  }
+};
+
+// Zd 4:0, Zn 9:5, Zm 20:16, unpredicated.
+template <auto Kernel, bool NativeFp = false>
+struct vvx : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return vvx::call(s, w, z_plain(w, 4, 0, T::code), z_plain(w, 9, 5, T::code), z_plain(w, 20, 16, T::code));
+  }
+};
+
+}  // namespace sve

@@ -1,0 +1,15 @@
+// The instruction families of the system. Each line names the constant table
+// that one family file defines with SVE_FAMILY; the decoder builds its maps
+// from all of them.
+#pragma once
+
+#include "decode.h"
+
+#define SVE_FAMILIES(X) \
+  X(integer_predicated)
+
+namespace sve::families {
+#define SVE_DECLARE_FAMILY(f) extern const decode_family f;
+SVE_FAMILIES(SVE_DECLARE_FAMILY)
+#undef SVE_DECLARE_FAMILY
+}  // namespace sve::families

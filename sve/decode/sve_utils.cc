@@ -1,0 +1,95 @@
+// The decoder: the 44 decode maps, the lookup that finds an instruction
+// word's handler, the decode-and-execute step for embedders, and the
+// execution statistics.
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "decode.h"
+#include "families.h"
+#include "stats.h"
+
+namespace sve {
+
+namespace {
+constinit const decode_family* const family_list[] = {
+#define SVE_FAMILY_POINTER(f) &families::f,
+    SVE_FAMILIES(SVE_FAMILY_POINTER)
+#undef SVE_FAMILY_POINTER
+};
+}  // namespace
+
+std::span<const decode_family* const> all_families() { return family_list; }
+
+}  // namespace sve
+
+using namespace sve;
+
+std::atomic<uint64_t> sve_instr_count{0};
+
+// Static initialisation, in this order: the statistics table, the page size,
+// then the maps. Objects of one translation unit are initialised in the order
+// of their definitions and destroyed in reverse at process exit.
+std::map<uint32_t*, std::pair<uint32_t, std::atomic<uint64_t>>> icounts;
+std::mutex icounts_mutex;
+long page_size = sysconf(_SC_PAGESIZE);
+
+namespace {
+std::map<int32_t, sve_handler> build_map(map_id m) {
+  std::map<int32_t, sve_handler> map;
+  for (const decode_family* f : all_families())
+    for (const decode_entry& e : f->entries)
+      if (e.map == m) map.emplace(e.key, e.handler);
+  return map;
+}
+}  // namespace
+
+#define SVE_MAP_OBJECT(name, ...) std::map<int32_t, sve_handler> decode_map__##name = build_map(map_id::m##name);
+SVE_DECODE_MAPS(SVE_MAP_OBJECT)
+#undef SVE_MAP_OBJECT
+
+std::map<int32_t, sve_handler>* const sve::decode_maps[map_count] = {
+#define SVE_MAP_ADDRESS(name, ...) &decode_map__##name,
+    SVE_DECODE_MAPS(SVE_MAP_ADDRESS)
+#undef SVE_MAP_ADDRESS
+};
+
+extern "C" sve_handler is_sve(unsigned int word) {
+  for (int m = 0; m < map_count; ++m) {
+    const auto& map = *decode_maps[m];
+    auto it = map.find(map_key(word, map_descs[m].mask));
+    if (it != map.end()) return it->second;
+  }
+  return nullptr;
+}
+
+extern "C" aarch64_decode_rc execute_sve_instruction(cpu_state* s) {
+  uint32_t* pc = s->pc;
+  uint32_t word = *pc;
+  sve_handler h = is_sve(word);
+  if (!h) return aarch64_decode_unknown;
+  aarch64_decode_rc rc = h(s, word);
+  if (rc != aarch64_decode_ok) return rc;
+  update_sve_stats(pc, word);
+  s->pc += 1;
+  return aarch64_decode_ok;
+}
+
+extern "C" void update_sve_stats(uint32_t* addr, unsigned int word) {
+  std::lock_guard<std::mutex> lock(icounts_mutex);
+  sve_instr_count.fetch_add(1);
+  auto it = icounts.find(addr);
+  if (it == icounts.end())
+    it = icounts.emplace(std::piecewise_construct, std::forward_as_tuple(addr), std::forward_as_tuple(word, 0))
+             .first;
+  it->second.second.fetch_add(1);
+}
+
+extern "C" void dump_sve_stats(void) {
+  for (const auto& [addr, entry] : icounts)
+    fprintf(stderr, "%p: 0x%08x %ld\n", static_cast<void*>(addr), entry.first, long(entry.second.load()));
+}

@@ -1,0 +1,94 @@
+// The kernel loop of the direct route. A kernel dispatches once on the size
+// code to an element type, then walks the elements in ascending order: each
+// result is formed whole and selected against the old destination element by
+// the predicate without a branch, into a temporary that is copied over the
+// destination at the end, so a destination may also be a source.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "../decode/sve_emu.h"
+
+namespace sve {
+
+template <class T>
+inline T load(const uint8_t* p) {
+  T v;
+  std::memcpy(&v, p, sizeof(T));
+  return v;
+}
+template <class T>
+inline void store(uint8_t* p, T v) {
+  std::memcpy(p, &v, sizeof(T));
+}
+
+template <uint32_t C> struct elem_of;
+template <> struct elem_of<Z_B> { using type = uint8_t; };
+template <> struct elem_of<Z_H> { using type = uint16_t; };
+template <> struct elem_of<Z_S> { using type = uint32_t; };
+template <> struct elem_of<Z_D> { using type = uint64_t; };
+
+// Calls f with a value of the unsigned element type of the size code. The
+// codes in Paths are tested in order; any other code takes Default.
+template <uint32_t Default, uint32_t... Paths, class F>
+inline aarch64_decode_rc by_size(uint32_t code, F&& f) {
+  aarch64_decode_rc rc = aarch64_decode_ok;
+  bool done = ((code == Paths ? (rc = f(typename elem_of<Paths>::type{}), true) : false) || ...);
+  if (!done) rc = f(typename elem_of<Default>::type{});
+  return rc;
+}
+
+// The common dispatch: word, doubleword, halfword, else byte.
+template <class F>
+inline aarch64_decode_rc by_size(uint32_t code, F&& f) {
+  return by_size<Z_B, Z_S, Z_D, Z_H>(code, static_cast<F&&>(f));
+}
+
+// All-ones for an active element, zero for an inactive one.
+template <class T>
+inline T active_mask(const uint8_t* pg, unsigned byte) {
+  return T(T(0) - T(pg[byte] & 1));
+}
+
+// zd[i] = active ? elem(i) : zd[i], through a temporary.
+template <class T, class F>
+inline aarch64_decode_rc merge_loop(uint8_t* zd, const uint8_t* pg, F&& elem) {
+  alignas(16) uint8_t tmp[sve_vl_bytes];
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) {
+    T m = active_mask<T>(pg, i);
+    store<T>(tmp + i, T((elem(i) & m) | (load<T>(zd + i) & ~m)));
+  }
+  std::memcpy(zd, tmp, sve_vl_bytes);
+  return aarch64_decode_ok;
+}
+
+// zd[i] = elem(i) for every element, through a temporary.
+template <class T, class F>
+inline aarch64_decode_rc all_loop(uint8_t* zd, F&& elem) {
+  alignas(16) uint8_t tmp[sve_vl_bytes];
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) store<T>(tmp + i, T(elem(i)));
+  std::memcpy(zd, tmp, sve_vl_bytes);
+  return aarch64_decode_ok;
+}
+
+// Predicated two-vector form: Zdn = Zdn op Zm in active elements.
+template <class T, class Op>
+inline aarch64_decode_rc zpz_loop(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm, Op op) {
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t* b = s->z[zm.reg];
+  return merge_loop<T>(d, s->p[pg.reg], [&](unsigned i) { return T(op(load<T>(d + i), load<T>(b + i))); });
+}
+
+// Predicated one-vector form: Zd = op(Zn) in active elements.
+template <class T, class Op>
+inline aarch64_decode_rc zpz_unary_loop(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn, Op op) {
+  const uint8_t* a = s->z[zn.reg];
+  return merge_loop<T>(s->z[zd.reg], s->p[pg.reg], [&](unsigned i) { return T(op(load<T>(a + i))); });
+}
+
+template <class T>
+using signed_t = std::make_signed_t<T>;
+
+}  // namespace sve
