@@ -9,11 +9,18 @@
 namespace sve {
 namespace {
 
+// Bit reversal by swapping ever larger groups: bits, pairs, nibbles, then
+// the bytes of the element. Branch-free, so the element loop vectorises.
 template <class T>
 T reverse_bits(T v) {
-  uint64_t x = v, r = 0;
-  for (unsigned b = 0; b < sizeof(T) * 8; ++b) r |= (x >> b & 1) << (sizeof(T) * 8 - 1 - b);
-  return T(r);
+  constexpr T m1 = T(0x5555555555555555), m2 = T(0x3333333333333333), m4 = T(0x0f0f0f0f0f0f0f0f);
+  v = T((v >> 1 & m1) | (v & m1) << 1);
+  v = T((v >> 2 & m2) | (v & m2) << 2);
+  v = T((v >> 4 & m4) | (v & m4) << 4);
+  if constexpr (sizeof(T) == 2) v = __builtin_bswap16(v);
+  if constexpr (sizeof(T) == 4) v = __builtin_bswap32(v);
+  if constexpr (sizeof(T) == 8) v = __builtin_bswap64(v);
+  return v;
 }
 
 // One kernel per instruction: the operation on one element pair, over the

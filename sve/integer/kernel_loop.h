@@ -46,10 +46,12 @@ inline aarch64_decode_rc by_size(uint32_t code, F&& f) {
   return by_size<Z_B, Z_S, Z_D, Z_H>(code, static_cast<F&&>(f));
 }
 
-// All-ones for an active element, zero for an inactive one.
+// All-ones for an active element, zero for an inactive one. The predicate
+// element is loaded whole: its lowest bit is bit 0 of its first byte, and a
+// whole-element load lets the loop vectorise.
 template <class T>
 inline T active_mask(const uint8_t* pg, unsigned byte) {
-  return T(T(0) - T(pg[byte] & 1));
+  return T(T(0) - T(load<T>(pg + byte) & 1));
 }
 
 // zd[i] = active ? elem(i) : zd[i], through a temporary.

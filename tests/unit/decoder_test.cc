@@ -1,8 +1,147 @@
 #include <gtest/gtest.h>
 
-#include "sve/decode/sve_emu.h"
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
 
-TEST(Decoder, FindsPredicatedAddAndIgnoresNop) {
-  EXPECT_NE(is_sve(0x04800020), nullptr);  // add z0.s, p0/m, z0.s, z1.s
+#include "machine.h"
+#include "sve/decode/decode.h"
+#include "sve/decode/stats.h"
+
+using namespace sve;
+
+TEST(KeyRule, ConcatenatesRangesMostSignificantFirst) {
+  // decode_map__31_21__15_13__4_4: bits 31..21, then 15..13, then 4.
+  uint32_t mask = ranges_mask({{31, 21}, {15, 13}, {4, 4}});
+  EXPECT_EQ(map_key(0xffffffff, mask), 0x7fff);
+  EXPECT_EQ(map_key(1u << 21, mask), 1 << 4);
+  EXPECT_EQ(map_key(1u << 15, mask), 1 << 3);
+  EXPECT_EQ(map_key(1u << 13, mask), 1 << 1);
+  EXPECT_EQ(map_key(1u << 4, mask), 1);
+  EXPECT_EQ(map_key(0x001f1fef, mask), 0);  // operand bits only
+  // A 32-bit key may be negative.
+  EXPECT_LT(map_key(0x80000000, 0xffffffff), 0);
+}
+
+TEST(KeyRule, PatternGivesTheKeyOfItsMap) {
+  constexpr decode_entry e = make_entry(map_id::m31_13, "00000100 ss 0 00000 000 ggg mmmmm ddddd", 2,
+                                        nullptr, "VecU32AddVVM", "");
+  EXPECT_EQ(e.key, 0x2400);
+  EXPECT_EQ(e.fixed_value, 0x04800000u);
+  EXPECT_EQ(e.fixed_mask, 0xffffe000u);
+}
+
+TEST(DecodeMaps, AreListedWidestKeyFirstWithTheirNames) {
+  ASSERT_EQ(map_count, 44);
+  EXPECT_STREQ(map_descs[0].name, "decode_map__31_0");
+  EXPECT_STREQ(map_descs[19].name, "decode_map__31_13");
+  EXPECT_STREQ(map_descs[43].name, "decode_map__31_21__15_15");
+  for (int m = 1; m < map_count; ++m)
+    EXPECT_GE(__builtin_popcount(map_descs[m - 1].mask), __builtin_popcount(map_descs[m].mask))
+        << map_descs[m].name;
+}
+
+TEST(DecodeMaps, HoldEveryEntryUnderItsKey) {
+  size_t entries = 0;
+  for (const decode_family* f : all_families())
+    for (const decode_entry& e : f->entries) {
+      ++entries;
+      const auto& map = *decode_maps[int(e.map)];
+      auto it = map.find(e.key);
+      ASSERT_NE(it, map.end()) << e.name;
+      EXPECT_EQ(it->second, e.handler) << e.name;
+    }
+  size_t held = 0;
+  for (auto* m : decode_maps) held += m->size();
+  EXPECT_EQ(held, entries);
+}
+
+TEST(IsSve, AnswersTheAddExampleAndRejectsOrdinaryWords) {
+  EXPECT_EQ(is_sve(0x04800020), is_sve(0x04800000));  // add z0.s, p0/m, z0.s, z1.s
+  EXPECT_NE(is_sve(0x04800020), nullptr);
   EXPECT_EQ(is_sve(0xd503201f), nullptr);  // nop
+  EXPECT_EQ(is_sve(0x00000000), nullptr);
+  EXPECT_EQ(is_sve(0xffffffff), nullptr);
+}
+
+// Installs a handler under a word no family uses, for the lifetime of the
+// object, to watch what execute_sve_instruction does with its result.
+struct FakeEntry {
+  static constexpr uint32_t word = 0xdeadbeef;
+  explicit FakeEntry(sve_handler h) { decode_maps[0]->emplace(map_key(word, ~0u), h); }
+  ~FakeEntry() { decode_maps[0]->erase(map_key(word, ~0u)); }
+};
+
+TEST(Execute, UnknownWordLeavesStateAndPcAlone) {
+  auto s = test::random_state();
+  auto before = *s;
+  uint32_t code[1] = {0xd503201f};
+  s->pc = code;
+  before.pc = code;
+  EXPECT_EQ(execute_sve_instruction(s.get()), aarch64_decode_unknown);
+  EXPECT_EQ(std::memcmp(&before, s.get(), sizeof(cpu_state)), 0);
+}
+
+TEST(Execute, AdvancesPcAndCountsTheAddress) {
+  auto s = test::random_state();
+  uint32_t code[2] = {0x04800020, 0x04800020};  // two addresses, same word
+  uint64_t total = sve_instr_count;
+  for (int pass = 0; pass < 1000; ++pass) {
+    s->pc = code;
+    ASSERT_EQ(execute_sve_instruction(s.get()), aarch64_decode_ok);
+    EXPECT_EQ(s->pc, code + 1);
+  }
+  s->pc = code + 1;
+  ASSERT_EQ(execute_sve_instruction(s.get()), aarch64_decode_ok);
+  EXPECT_EQ(sve_instr_count - total, 1001u);
+  EXPECT_EQ(icounts.at(code).second.load(), 1000u);
+  EXPECT_EQ(icounts.at(code + 1).second.load(), 1u);
+  EXPECT_EQ(s->instr, 0x04800020u);
+}
+
+TEST(Execute, FailingHandlerIsNotCounted) {
+  FakeEntry fake([](cpu_state*, unsigned) { return aarch64_decode_unknown; });
+  auto s = test::random_state();
+  uint32_t code[1] = {FakeEntry::word};
+  s->pc = code;
+  uint64_t total = sve_instr_count;
+  EXPECT_EQ(execute_sve_instruction(s.get()), aarch64_decode_unknown);
+  EXPECT_EQ(s->pc, code);
+  EXPECT_EQ(sve_instr_count, total);
+  EXPECT_EQ(icounts.count(code), 0u);
+}
+
+TEST(Stats, KeepsTheFirstWordAndCountsFromManyThreads) {
+  static uint32_t site[1];
+  uint64_t total = sve_instr_count;
+  update_sve_stats(site, 0x11111111);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([] {
+      for (int i = 0; i < 1000; ++i) update_sve_stats(site, 0x22222222);
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(sve_instr_count - total, 4001u);
+  EXPECT_EQ(icounts.at(site).first, 0x11111111u);
+  EXPECT_EQ(icounts.at(site).second.load(), 4001u);
+}
+
+TEST(Stats, DumpPrintsInAddressOrder) {
+  static uint32_t sites[3];
+  update_sve_stats(&sites[2], 0x33);
+  update_sve_stats(&sites[0], 0x11);
+  update_sve_stats(&sites[1], 0x22);
+  testing::internal::CaptureStderr();
+  dump_sve_stats();
+  std::string out = testing::internal::GetCapturedStderr();
+  std::vector<size_t> at;
+  for (int i = 0; i < 3; ++i) {
+    char line[64];
+    snprintf(line, sizeof line, "%p: 0x%08x 1\n", static_cast<void*>(&sites[i]), 0x11u * (i + 1));
+    at.push_back(out.find(line));
+    ASSERT_NE(at.back(), std::string::npos) << line << " in\n" << out;
+  }
+  EXPECT_LT(at[0], at[1]);
+  EXPECT_LT(at[1], at[2]);
 }
