@@ -28,16 +28,14 @@ TEST(PredicatedArithmetic, AllFalsePredicateLeavesTheDestination) {
 TEST(PredicatedArithmetic, OnlyBitZeroOfTheFirstByteOfAnElementCounts) {
   auto s = test::random_state();
   std::memset(s->p[1], 0, sve_vl_bytes);
-  s->p[1][0] = 0x01;   // element 0 active
-  s->p[1][9] = 0xff;   // inside element 1: ignored at doubleword size
-  s->p[1][16] = 0xfe;  // element 2: bit 0 clear, inactive
+  s->p[1][0] = 0xfe;  // element 0: bit 0 clear, inactive whatever its other bytes hold
+  std::memset(s->p[1] + 1, 0xff, 7);
   s->p[1][sve_vl_bytes - 8] = 0x03;  // the last doubleword, active
   auto before = *s;
   ASSERT_EQ(test::run(s.get(), vvm("VecU64AndVVM", 0, 1, 2)), aarch64_decode_ok);
   for (unsigned i = 0; i < sve_vl_dwords; ++i) {
     uint64_t a = elem<uint64_t>(before.z[0], i), b = elem<uint64_t>(before.z[2], i);
-    bool active = i == 0 || i == sve_vl_dwords - 1;
-    EXPECT_EQ(elem<uint64_t>(s->z[0], i), active ? (a & b) : a) << i;
+    EXPECT_EQ(elem<uint64_t>(s->z[0], i), i == sve_vl_dwords - 1 ? (a & b) : a) << i;
   }
 }
 
