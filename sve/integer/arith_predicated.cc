@@ -9,18 +9,28 @@
 namespace sve {
 namespace {
 
-// Bit reversal by swapping ever larger groups: bits, pairs, nibbles, then
-// the bytes of the element. Branch-free, so the element loop vectorises.
+// Exchanges neighbouring groups of `Shift` bits.
+template <unsigned Shift, class T>
+T swap_groups(T v, uint64_t mask) {
+  if constexpr (Shift >= sizeof(T) * 8) {
+    return v;
+  } else {
+    T m = T(mask);
+    return T((v >> Shift & m) | T(v & m) << Shift);
+  }
+}
+
+// Bit reversal by swapping ever larger groups: bits, pairs, nibbles, bytes
+// and so on up to the element's halves. Shifts and masks only, so the element
+// loop vectorises on any host.
 template <class T>
 T reverse_bits(T v) {
-  constexpr T m1 = T(0x5555555555555555), m2 = T(0x3333333333333333), m4 = T(0x0f0f0f0f0f0f0f0f);
-  v = T((v >> 1 & m1) | (v & m1) << 1);
-  v = T((v >> 2 & m2) | (v & m2) << 2);
-  v = T((v >> 4 & m4) | (v & m4) << 4);
-  if constexpr (sizeof(T) == 2) v = __builtin_bswap16(v);
-  if constexpr (sizeof(T) == 4) v = __builtin_bswap32(v);
-  if constexpr (sizeof(T) == 8) v = __builtin_bswap64(v);
-  return v;
+  v = swap_groups<1>(v, 0x5555555555555555);
+  v = swap_groups<2>(v, 0x3333333333333333);
+  v = swap_groups<4>(v, 0x0f0f0f0f0f0f0f0f);
+  v = swap_groups<8>(v, 0x00ff00ff00ff00ff);
+  v = swap_groups<16>(v, 0x0000ffff0000ffff);
+  return swap_groups<32>(v, 0x00000000ffffffff);
 }
 
 // One kernel per instruction: the operation on one element pair, over the
@@ -30,8 +40,6 @@ T reverse_bits(T v) {
                                      aarch64_z_reg zm) {                              \
     return by_size(zdn.rw_elem, [&](auto e) {                                         \
       using T = decltype(e);                                                          \
-      using S = signed_t<T>;                                                          \
-      (void)sizeof(S);                                                                \
       return zpz_loop<T>(s, zdn, pg, zm, [](T a, T b) { return expr; });              \
     });                                                                               \
   }
@@ -44,10 +52,10 @@ SVE_ZPZ_KERNEL(and, T(a & b))
 SVE_ZPZ_KERNEL(orr, T(a | b))
 SVE_ZPZ_KERNEL(eor, T(a ^ b))
 SVE_ZPZ_KERNEL(bic, T(a & ~b))
-SVE_ZPZ_KERNEL(smax, T(S(a) > S(b) ? a : b))
-SVE_ZPZ_KERNEL(smin, T(S(a) < S(b) ? a : b))
-SVE_ZPZ_KERNEL(umax, T(a > b ? a : b))
-SVE_ZPZ_KERNEL(umin, T(a < b ? a : b))
+SVE_ZPZ_KERNEL(smax, select(less<true>(a, b), b, a))
+SVE_ZPZ_KERNEL(smin, select(less<true>(a, b), a, b))
+SVE_ZPZ_KERNEL(umax, select(less<false>(a, b), b, a))
+SVE_ZPZ_KERNEL(umin, select(less<false>(a, b), a, b))
 #undef SVE_ZPZ_KERNEL
 
 aarch64_decode_rc sve_neg_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {

@@ -93,4 +93,25 @@ inline aarch64_decode_rc zpz_unary_loop(cpu_state* s, aarch64_z_reg zd, aarch64_
 template <class T>
 using signed_t = std::make_signed_t<T>;
 
+// All-ones when a < b, compared as signed or unsigned, else zero. Unsigned
+// doublewords are compared as signed after flipping their sign bits, because
+// vector units have a signed 64-bit compare but often no unsigned one.
+template <bool Signed, class T>
+inline T less(T a, T b) {
+  if constexpr (Signed) {
+    return T(T(0) - T(signed_t<T>(a) < signed_t<T>(b)));
+  } else if constexpr (sizeof(T) == 8) {
+    constexpr T bias = T(1) << 63;
+    return less<true>(T(a ^ bias), T(b ^ bias));
+  } else {
+    return T(T(0) - T(a < b));
+  }
+}
+
+// m ? x : y bitwise, for a mask m of all-ones or zero.
+template <class T>
+inline T select(T m, T x, T y) {
+  return T((x & m) | (y & ~m));
+}
+
 }  // namespace sve
