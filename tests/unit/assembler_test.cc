@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <regex>
@@ -48,7 +49,10 @@ TEST(Assembler, EverySampleDecodesToItsEntry) {
   if (run("aarch64-linux-gnu-as --version").rfind("FAILED", 0) == 0)
     GTEST_SKIP() << "aarch64-linux-gnu-as is not installed (binutils-aarch64-linux-gnu)";
   auto all = entries();
-  std::string dir = testing::TempDir();
+  // A private directory: several builds may run this test at once.
+  std::string tmpl = testing::TempDir() + "sve-samples-XXXXXX";
+  ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
+  std::string dir = tmpl;
   {
     std::ofstream s(dir + "/samples.s");
     for (auto* e : all) s << "\t" << sample_text(*e) << "\n";
@@ -74,6 +78,8 @@ TEST(Assembler, EverySampleDecodesToItsEntry) {
   std::vector<uint32_t> words(all.size());
   bin.read(reinterpret_cast<char*>(words.data()), std::streamsize(words.size() * 4));
   ASSERT_EQ(size_t(bin.gcount()), words.size() * 4);
+
+  run("rm -rf " + dir);
 
   std::mt19937 rng(7);
   for (size_t i = 0; i < all.size(); ++i) {
