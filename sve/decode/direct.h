@@ -98,4 +98,27 @@ struct vvx : direct_base<Kernel, NativeFp> {
   }
 };
 
+// Zda 4:0, Pg 12:10 merging, Zn 9:5, Zm 20:16: multiply-accumulate forms.
+template <auto Kernel, bool NativeFp = false>
+struct vvvm_acc : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    constexpr uint32_t c = T::code;
+    return vvvm_acc::call(s, w, z_dst_src(w, 4, 0, c), p_gov(w, 12, 10, P_M), z_plain(w, 9, 5, c),
+                          z_plain(w, 20, 16, c));
+  }
+};
+
+// Zdn 4:0, Pg 12:10 merging, Zm 20:16, Za 9:5: multiply-add forms, where the
+// destination is a factor and Za the addend.
+template <auto Kernel, bool NativeFp = false>
+struct vvvm_mad : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    constexpr uint32_t c = T::code;
+    return vvvm_mad::call(s, w, z_dst_src(w, 4, 0, c), p_gov(w, 12, 10, P_M), z_plain(w, 20, 16, c),
+                          z_plain(w, 9, 5, c));
+  }
+};
+
 }  // namespace sve

@@ -6,7 +6,8 @@
 #include "decode.h"
 
 #define SVE_FAMILIES(X) \
-  X(integer_predicated)
+  X(integer_predicated)   \
+  X(integer_multiply)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

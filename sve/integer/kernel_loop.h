@@ -90,8 +90,27 @@ inline aarch64_decode_rc zpz_unary_loop(cpu_state* s, aarch64_z_reg zd, aarch64_
   return merge_loop<T>(s->z[zd.reg], s->p[pg.reg], [&](unsigned i) { return T(op(load<T>(a + i))); });
 }
 
+// Predicated three-vector form: Zd = op(Zd, X, Y) in active elements.
+template <class T, class Op>
+inline aarch64_decode_rc zpzz_loop(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg x,
+                                   aarch64_z_reg y, Op op) {
+  uint8_t* d = s->z[zd.reg];
+  const uint8_t *a = s->z[x.reg], *b = s->z[y.reg];
+  return merge_loop<T>(d, s->p[pg.reg],
+                       [&](unsigned i) { return T(op(load<T>(d + i), load<T>(a + i), load<T>(b + i))); });
+}
+
 template <class T>
 using signed_t = std::make_signed_t<T>;
+
+// The product of two elements, wrapping at the element width. Narrow
+// elements are multiplied as unsigned int: their promotion to int could
+// overflow.
+template <class T>
+inline T wrap_mul(T a, T b) {
+  using W = std::conditional_t<(sizeof(T) < sizeof(unsigned)), unsigned, T>;
+  return T(W(a) * W(b));
+}
 
 // All-ones when a < b, compared as signed or unsigned, else zero. Unsigned
 // doublewords are compared as signed after flipping their sign bits, because

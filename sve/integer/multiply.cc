@@ -1,0 +1,191 @@
+// Integer multiplication in all its vector forms: multiply, multiply-add and
+// multiply-subtract, the high half of a product, division, and the dot
+// products of four narrow elements into one wide accumulator.
+#include <limits>
+
+#include "../decode/direct.h"
+#include "../decode/families.h"
+#include "../support/marshal.h"
+#include "../support/routine_loop.h"
+#include "kernel_loop.h"
+
+namespace sve {
+
+aarch64_decode_rc sve_mul_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return by_size(zdn.rw_elem, [&](auto e) {
+    using T = decltype(e);
+    return zpz_loop<T>(s, zdn, pg, zm, wrap_mul<T>);
+  });
+}
+
+// Multiply-accumulate: MLA and MLS add to or subtract from Zda the product
+// Zn x Zm; MAD and MSB do so with the addend Za and the product Zdn x Zm.
+#define SVE_ZPZZ_KERNEL(name, expr)                                                             \
+  aarch64_decode_rc sve_##name##_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg,         \
+                                      aarch64_z_reg x, aarch64_z_reg y) {                       \
+    return by_size(zd.rw_elem, [&](auto e) {                                                    \
+      using T = decltype(e);                                                                    \
+      return zpzz_loop<T>(s, zd, pg, x, y, [](T d, T a, T b) { return expr; });                 \
+    });                                                                                         \
+  }
+SVE_ZPZZ_KERNEL(mla, T(d + wrap_mul(a, b)))
+SVE_ZPZZ_KERNEL(mls, T(d - wrap_mul(a, b)))
+SVE_ZPZZ_KERNEL(mad, T(b + wrap_mul(d, a)))
+SVE_ZPZZ_KERNEL(msb, T(b - wrap_mul(d, a)))
+#undef SVE_ZPZZ_KERNEL
+
+// Division never traps: a zero divisor gives 0, and the most negative value
+// divided by -1 gives itself.
+template <bool Signed, class T>
+T divide(T n, T d) {
+  if (d == 0) return 0;
+  if constexpr (Signed) {
+    using S = signed_t<T>;
+    if (S(n) == std::numeric_limits<S>::min() && S(d) == -1) return n;
+    return T(S(n) / S(d));
+  } else {
+    return T(n / d);
+  }
+}
+
+template <bool Signed, bool Reversed>
+aarch64_decode_rc div_kernel(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return by_size<Z_S, Z_D>(zdn.rw_elem, [&](auto e) {
+    using T = decltype(e);
+    return zpz_loop<T>(s, zdn, pg, zm, [](T a, T b) { return Reversed ? divide<Signed>(b, a) : divide<Signed>(a, b); });
+  });
+}
+
+aarch64_decode_rc sve_sdiv_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return div_kernel<true, false>(s, zdn, pg, zm);
+}
+aarch64_decode_rc sve_udiv_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return div_kernel<false, false>(s, zdn, pg, zm);
+}
+aarch64_decode_rc sve_sdivr_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return div_kernel<true, true>(s, zdn, pg, zm);
+}
+aarch64_decode_rc sve_udivr_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return div_kernel<false, true>(s, zdn, pg, zm);
+}
+
+namespace {
+
+// An element widened to 128 bits, signed or unsigned.
+template <bool Signed, class T>
+__int128 widen(T v) {
+  if constexpr (Signed) return __int128(signed_t<T>(v));
+  return __int128(v);
+}
+
+// The high half of the double-width product; for doublewords the product
+// uses all 128 bits.
+template <class T, bool Signed>
+T mul_high(T a, T b) {
+  if constexpr (sizeof(T) == 8 && !Signed)
+    return T((unsigned __int128)a * b >> 64);
+  else
+    return T((widen<Signed>(a) * widen<Signed>(b)) >> (sizeof(T) * 8));
+}
+
+// The dot product of accumulator i: the narrow elements 4i..4i+3 of zn times
+// those of group g of zm, summed and added to the accumulator, wrapping.
+template <class Acc, bool Signed>
+VecV dot(VecV zda, const VecV& zn, const VecV& zm, const CpuContext* c, auto group_of) {
+  using N = std::conditional_t<sizeof(Acc) == 4, uint8_t, uint16_t>;
+  VecV r = zda;
+  unsigned n = c->elements(sizeof(Acc) * 8);
+  for (unsigned i = 0; i < n; ++i) {
+    uint64_t sum = uint64_t(widen<Signed>(zda.get<Acc>(i)));
+    unsigned g = group_of(i);
+    for (unsigned k = 0; k < 4; ++k)
+      sum += uint64_t(widen<Signed>(zn.get<N>(4 * i + k)) * widen<Signed>(zm.get<N>(4 * g + k)));
+    r.set<Acc>(i, Acc(sum));
+  }
+  return r;
+}
+
+}  // namespace
+
+namespace lib {
+
+#define SVE_MULH(type, T, Signed)                                                 \
+  VecV Vec##type##MulHVVM(VecV zdn, PredV pg, VecV zm, CpuContext* c) {           \
+    return routine_merge<T>(zdn, pg, zm, c, mul_high<T, Signed>);                 \
+  }
+SVE_MULH(S8, uint8_t, true)
+SVE_MULH(S16, uint16_t, true)
+SVE_MULH(S32, uint32_t, true)
+SVE_MULH(S64, uint64_t, true)
+SVE_MULH(U8, uint8_t, false)
+SVE_MULH(U16, uint16_t, false)
+SVE_MULH(U32, uint32_t, false)
+SVE_MULH(U64, uint64_t, false)
+#undef SVE_MULH
+
+// The indexed forms take the four narrow elements of one group per 128-bit
+// segment: g accumulators share group (i rounded down to g) + index.
+#define SVE_DOT(type, Acc, Signed)                                                           \
+  VecV Vec##type##DotVVVX(VecV zda, VecV zn, VecV zm, CpuContext* c) {                       \
+    return dot<Acc, Signed>(zda, zn, zm, c, [](unsigned i) { return i; });                   \
+  }                                                                                          \
+  VecV Vec##type##DotVVVIX(VecV zda, VecV zn, VecV zm, uint64_t index, CpuContext* c) {      \
+    constexpr unsigned g = 16 / sizeof(Acc);                                                 \
+    return dot<Acc, Signed>(zda, zn, zm, c, [=](unsigned i) { return unsigned(i / g * g + index); }); \
+  }
+SVE_DOT(S32, uint32_t, true)
+SVE_DOT(S64, uint64_t, true)
+SVE_DOT(U32, uint32_t, false)
+SVE_DOT(U64, uint64_t, false)
+#undef SVE_DOT
+
+}  // namespace lib
+
+// The indexed dot product: Zm and the index share bits 20:16, split by the
+// accumulator size.
+template <int hi, int lo>
+struct field_in {
+  template <class T>
+  static uint64_t value(uint32_t w) { return field(w, hi, lo); }
+};
+using lib_dot = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<20, 16>>;
+using lib_dot_s = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>>;
+using lib_dot_d = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>>;
+
+}  // namespace sve
+
+using namespace sve;
+
+#define SVE_MUL_VVM(opc, route, impl, mnemonic) \
+  "00000100 ss 010 " opc " 000 ggg mmmmm ddddd", route, impl, mnemonic " z0.T, p0/m, z0.T, z1.T"
+#define SVE_MUL_VVVM(op, kernel, mnemonic) \
+  "00000100 ss 0 mmmmm " op " ggg nnnnn ddddd", direct, (vvvm_acc<kernel>), mnemonic " z0.T, p0/m, z1.T, z2.T"
+#define SVE_MAD_VVVM(op, kernel, mnemonic) \
+  "00000100 ss 0 mmmmm " op " ggg aaaaa ddddd", direct, (vvvm_mad<kernel>), mnemonic " z0.T, p0/m, z1.T, z2.T"
+
+#define INTEGER_MULTIPLY(X)                                                                         \
+  SVE_S4(X, 31_13, MulVVM, SVE_MUL_VVM("000", direct, (vvm<sve_mul_zpz>), "mul"))                  \
+  SVE_S4(X, 31_13, MulHVVM, SVE_MUL_VVM("010", library, (lib_vvm), "smulh"))                        \
+  SVE_U4(X, 31_13, MulHVVM, SVE_MUL_VVM("011", library, (lib_vvm), "umulh"))                        \
+  X(31_13, DivVVM, S32, SVE_MUL_VVM("100", direct, (vvm<sve_sdiv_zpz>), "sdiv"))                  \
+  X(31_13, DivVVM, S64, SVE_MUL_VVM("100", direct, (vvm<sve_sdiv_zpz>), "sdiv"))                  \
+  X(31_13, DivVVM, U32, SVE_MUL_VVM("101", direct, (vvm<sve_udiv_zpz>), "udiv"))                  \
+  X(31_13, DivVVM, U64, SVE_MUL_VVM("101", direct, (vvm<sve_udiv_zpz>), "udiv"))                  \
+  X(31_13, DivRVVM, S32, SVE_MUL_VVM("110", direct, (vvm<sve_sdivr_zpz>), "sdivr"))               \
+  X(31_13, DivRVVM, S64, SVE_MUL_VVM("110", direct, (vvm<sve_sdivr_zpz>), "sdivr"))               \
+  X(31_13, DivRVVM, U32, SVE_MUL_VVM("111", direct, (vvm<sve_udivr_zpz>), "udivr"))               \
+  X(31_13, DivRVVM, U64, SVE_MUL_VVM("111", direct, (vvm<sve_udivr_zpz>), "udivr"))               \
+  SVE_S4(X, 31_21__15_13, MLAVVVM, SVE_MUL_VVVM("010", sve_mla_zpzz, "mla"))                       \
+  SVE_S4(X, 31_21__15_13, MLSVVVM, SVE_MUL_VVVM("011", sve_mls_zpzz, "mls"))                       \
+  SVE_S4(X, 31_21__15_13, MADDVVVM, SVE_MAD_VVVM("110", sve_mad_zpzz, "mad"))                      \
+  SVE_S4(X, 31_21__15_13, MSUBVVVM, SVE_MAD_VVVM("111", sve_msb_zpzz, "msb"))                      \
+  X(31_21__15_10, DotVVVX, S32, "01000100 10 0 mmmmm 00000 0 nnnnn ddddd", library, (lib_dot), "sdot z0.s, z1.b, z2.b") \
+  X(31_21__15_10, DotVVVX, S64, "01000100 11 0 mmmmm 00000 0 nnnnn ddddd", library, (lib_dot), "sdot z0.d, z1.h, z2.h") \
+  X(31_21__15_10, DotVVVX, U32, "01000100 10 0 mmmmm 00000 1 nnnnn ddddd", library, (lib_dot), "udot z0.s, z1.b, z2.b") \
+  X(31_21__15_10, DotVVVX, U64, "01000100 11 0 mmmmm 00000 1 nnnnn ddddd", library, (lib_dot), "udot z0.d, z1.h, z2.h") \
+  X(31_21__15_10, DotVVVIX, S32, "01000100 10 1 iimmm 00000 0 nnnnn ddddd", library, (lib_dot_s), "sdot z0.s, z1.b, z2.b[3]") \
+  X(31_21__15_10, DotVVVIX, S64, "01000100 11 1 immmm 00000 0 nnnnn ddddd", library, (lib_dot_d), "sdot z0.d, z1.h, z2.h[1]") \
+  X(31_21__15_10, DotVVVIX, U32, "01000100 10 1 iimmm 00000 1 nnnnn ddddd", library, (lib_dot_s), "udot z0.s, z1.b, z2.b[3]") \
+  X(31_21__15_10, DotVVVIX, U64, "01000100 11 1 immmm 00000 1 nnnnn ddddd", library, (lib_dot_d), "udot z0.d, z1.h, z2.h[1]")
+
+SVE_FAMILY(integer_multiply, INTEGER_MULTIPLY)
