@@ -143,7 +143,7 @@ struct decode_entry {
   uint32_t fixed_mask, fixed_value;
   sve_handler handler;
   const char* name;    // "VecU32AddVVM"
-  const char* sample;  // one assembler instance; "T" stands for the size suffix
+  const char* sample;  // one assembler instance; "T" is the size letter, "R" w or x
   uint32_t size;       // element size code that 's' bits and "T" take
 };
 
@@ -209,8 +209,9 @@ struct P64 { static constexpr uint32_t code = 3; };
 //   library  impl::run<type, &sve::lib::Vec<type><op>>(s, w): the routine of
 //            the handler's own name, through the marshalling adapter;
 //   self     nothing: the handler returns at once (prefetches).
-// The sample is one assembler instance of the instruction; "T" in it stands
-// for the size suffix of the type (b, h, s, d, q).
+// The sample is one assembler instance of the instruction; in it "T" stands
+// for the size letter of the type (b, h, s, d, q) and "R" for the general
+// register view (w, or x for doublewords).
 #define SVE_UNPAREN(...) __VA_ARGS__
 #define SVE_ROUTE_direct(impl, type, op) \
   SVE_UNPAREN impl::template run<::sve::types::type>(s, w)

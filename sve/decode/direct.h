@@ -43,6 +43,14 @@ inline void write_x(cpu_state* s, aarch64_i_reg r, uint64_t v) {
 inline uint64_t read_x(const cpu_state* s, aarch64_i_rsp_reg r) { return r.reg == 31 ? s->sp : s->x[r.reg]; }
 inline void write_x(cpu_state* s, aarch64_i_rsp_reg r, uint64_t v) { (r.reg == 31 ? s->sp : s->x[r.reg]) = v; }
 
+// A scalar result of `bytes` bytes in a vector register: placed at element 0
+// of a block of zeros that replaces the whole register.
+inline void write_v(cpu_state* s, unsigned reg, uint64_t v, unsigned bytes) {
+  uint8_t block[sve_vl_bytes] = {};
+  __builtin_memcpy(block, &v, bytes);
+  __builtin_memcpy(s->z[reg], block, sve_vl_bytes);
+}
+
 // Host floating-point status. Kernels that compute with the host's own
 // floating-point arithmetic leave their exception flags in the host's FPSR;
 // their handlers copy it into the emulated register afterwards. On a host

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "../decode/direct.h"
 #include "../decode/fields.h"
 #include "records.h"
 
@@ -71,6 +72,17 @@ struct xsp_in {
   }
 };
 
+// The low doubleword of a vector register: a SIMD&FP scalar source.
+template <int hi, int lo>
+struct v_in {
+  template <class T>
+  static uint64_t read(const cpu_state* s, uint32_t w) {
+    uint64_t v;
+    std::memcpy(&v, s->z[field(w, hi, lo)], 8);
+    return v;
+  }
+};
+
 // Any immediate: Decode::template value<T>(w).
 template <class Decode>
 struct imm_in {
@@ -105,11 +117,7 @@ struct to_x {
 // rest of the register is cleared.
 template <int hi, int lo, unsigned bytes>
 struct to_v {
-  static void write(cpu_state* s, uint32_t w, uint64_t v) {
-    uint8_t* z = s->z[field(w, hi, lo)];
-    std::memset(z, 0, sve_vl_bytes);
-    std::memcpy(z, &v, bytes);
-  }
+  static void write(cpu_state* s, uint32_t w, uint64_t v) { write_v(s, field(w, hi, lo), v, bytes); }
 };
 
 struct to_nothing {};

@@ -25,10 +25,14 @@ std::vector<const decode_entry*> entries() {
   return v;
 }
 
+// The sample with its placeholders filled: T is the size letter (b, h, s,
+// d, q), R the general register view (w, or x for doublewords).
 std::string sample_text(const decode_entry& e) {
-  static const char suffix[] = "bhsdq";
   std::string s = e.sample;
-  for (size_t i = s.find(".T"); i != std::string::npos; i = s.find(".T", i)) s[i + 1] = suffix[e.size];
+  for (char& c : s) {
+    if (c == 'T') c = "bhsdq"[e.size];
+    if (c == 'R') c = e.size == 3 ? 'x' : 'w';
+  }
   return s;
 }
 
