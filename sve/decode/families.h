@@ -8,7 +8,8 @@
 #define SVE_FAMILIES(X) \
   X(integer_predicated)   \
   X(integer_multiply)     \
-  X(move_reductions)
+  X(move_reductions)     \
+  X(integer_shifts)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

@@ -27,14 +27,21 @@ constexpr int32_t imm_copy(uint32_t w) {
   return int32_t(uint32_t(sfield(w, 12, 5)) << (field(w, 13, 13) * 8));
 }
 
-// Shift by immediate. `tsz_imm3` is the tsz:imm3 field, `esize` the element
-// width in bits; left shifts take the field minus the width, right shifts the
-// width times two minus the field.
-constexpr uint32_t imm_shift_left(uint32_t tsz_imm3, uint32_t esize) {
-  return tsz_imm3 - esize;
+// Shift by immediate: the field below the element size marker of tsz. The
+// predicated forms keep it in bits 7:5, 8:5, 9:5 and 22:9:5 (bytes to
+// doublewords), the unpredicated forms in bits 18:16, 19:16, 20:16 and
+// 22:20:16. A left shift takes the field, a right shift the element width
+// minus the field, so 1 to the width.
+constexpr uint32_t shift_field(uint32_t w, uint32_t code, bool predicated) {
+  int lo = predicated ? 5 : 16;
+  if (code == 3) return field(w, 22, 22) << 5 | field(w, lo + 4, lo);
+  return field(w, lo + 2 + int(code), lo);
 }
-constexpr uint32_t imm_shift_right(uint32_t tsz_imm3, uint32_t esize) {
-  return 2 * esize - tsz_imm3;
+constexpr uint32_t shift_left_amount(uint32_t w, uint32_t code, bool predicated) {
+  return shift_field(w, code, predicated);
+}
+constexpr uint32_t shift_right_amount(uint32_t w, uint32_t code, bool predicated) {
+  return (8u << code) - shift_field(w, code, predicated);
 }
 
 // DecodeBitMasks for the 64-bit logical immediate: N at 17, immr at 16:11,

@@ -18,13 +18,18 @@ TEST(Immediates, AddSubtractAndCopy) {
 }
 
 TEST(Immediates, Shifts) {
-  // Bytes: tsz:imm3 = 0b0001xxx; a field of 8 (imm3 0) shifts right by 8 and left by 0.
-  EXPECT_EQ(imm_shift_right(8, 8), 8u);
-  EXPECT_EQ(imm_shift_left(8, 8), 0u);
-  EXPECT_EQ(imm_shift_right(15, 8), 1u);
-  // Doublewords: tsz:imm3 from 64 to 127.
-  EXPECT_EQ(imm_shift_right(64, 64), 64u);
-  EXPECT_EQ(imm_shift_left(127, 64), 63u);
+  // Bytes, predicated: bits 7:5. A field of 0 shifts right by 8 and left by 0.
+  EXPECT_EQ(shift_right_amount(0, 0, true), 8u);
+  EXPECT_EQ(shift_left_amount(0, 0, true), 0u);
+  EXPECT_EQ(shift_right_amount(at(7, 5) | at(1, 8), 0, true), 1u);  // bit 8 is the size marker
+  // Halfwords, unpredicated: bits 19:16.
+  EXPECT_EQ(shift_left_amount(at(15, 16) | at(1, 20), 1, false), 15u);
+  // Words, predicated: bits 9:5.
+  EXPECT_EQ(shift_right_amount(at(31, 5), 2, true), 1u);
+  // Doublewords: bit 22 above bits 9:5 or 20:16.
+  EXPECT_EQ(shift_left_amount(at(1, 22) | at(31, 5), 3, true), 63u);
+  EXPECT_EQ(shift_right_amount(at(0, 22) | at(0, 16), 3, false), 64u);
+  EXPECT_EQ(shift_right_amount(at(1, 22) | at(1, 16), 3, false), 31u);
 }
 
 TEST(Immediates, DecodeBitMasks) {
