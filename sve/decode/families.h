@@ -9,7 +9,8 @@
   X(integer_predicated)   \
   X(integer_multiply)     \
   X(move_reductions)     \
-  X(integer_shifts)
+  X(integer_shifts)       \
+  X(move_permutes)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

@@ -1,0 +1,328 @@
+// Permutes: table lookup, extraction across two registers, reversal of a
+// vector and within elements, interleave, de-interleave, transpose, widening
+// unpack, splice and compress. Every form builds its result apart from its
+// operands, so a destination that is also a source reads the old values.
+#include "permutes.h"
+
+#include <cstring>
+
+#include "../decode/direct.h"
+#include "../decode/families.h"
+#include "../integer/kernel_loop.h"
+#include "../support/marshal.h"
+#include "../support/routine_loop.h"
+
+namespace sve {
+
+namespace {
+
+constexpr unsigned vl = sve_vl_bytes;
+
+// Copies element `from` of `src` to element `to` of `dst`, of e bytes.
+inline void move_elem(char* dst, unsigned to, const char* src, unsigned from, unsigned e) {
+  std::memcpy(dst + to * e, src + from * e, e);
+}
+
+// The element pairs of zip: element 2k from a, 2k+1 from b, both at source
+// element k of the low half, or of the high half.
+void zip(char* d, const char* a, const char* b, element_size size, unsigned high) {
+  unsigned e = 1u << size, half = vl / e / 2, first = high ? half : 0;
+  for (unsigned k = 0; k < half; ++k) {
+    move_elem(d, 2 * k, a, first + k, e);
+    move_elem(d, 2 * k + 1, b, first + k, e);
+  }
+}
+
+// The elements of a, then of b, at positions 2k + odd.
+void uzp(char* d, const char* a, const char* b, element_size size, unsigned odd) {
+  unsigned e = 1u << size, half = vl / e / 2;
+  for (unsigned k = 0; k < half; ++k) {
+    move_elem(d, k, a, 2 * k + odd, e);
+    move_elem(d, half + k, b, 2 * k + odd, e);
+  }
+}
+
+// Result element 2k from a and 2k+1 from b, both at source element 2k + odd.
+void trn(char* d, const char* a, const char* b, element_size size, unsigned odd) {
+  unsigned e = 1u << size, half = vl / e / 2;
+  for (unsigned k = 0; k < half; ++k) {
+    move_elem(d, 2 * k, a, 2 * k + odd, e);
+    move_elem(d, 2 * k + 1, b, 2 * k + odd, e);
+  }
+}
+
+using array_loop = void (*)(char*, const char*, const char*, element_size, unsigned);
+
+// A three-register permute through a temporary.
+template <array_loop Loop, unsigned Arg>
+aarch64_decode_rc permute3(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  char tmp[vl];
+  Loop(tmp, reinterpret_cast<const char*>(s->z[zn.reg]), reinterpret_cast<const char*>(s->z[zm.reg]),
+       element_size(zd.elem), Arg);
+  std::memcpy(s->z[zd.reg], tmp, vl);
+  return aarch64_decode_ok;
+}
+
+}  // namespace
+
+void sve_zip1(char* d, const char* a, const char* b, element_size size) { zip(d, a, b, size, 0); }
+void sve_zip2(char* d, const char* a, const char* b, element_size size) { zip(d, a, b, size, 1); }
+void sve_uzp1(char* d, const char* a, const char* b, element_size size) { uzp(d, a, b, size, 0); }
+
+aarch64_decode_rc sve_zip1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return permute3<zip, 0>(s, zd, zn, zm);
+}
+aarch64_decode_rc sve_zip2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return permute3<zip, 1>(s, zd, zn, zm);
+}
+aarch64_decode_rc sve_uzp1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return permute3<uzp, 0>(s, zd, zn, zm);
+}
+aarch64_decode_rc sve_uzp2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return permute3<uzp, 1>(s, zd, zn, zm);
+}
+aarch64_decode_rc sve_trn2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return permute3<trn, 1>(s, zd, zn, zm);
+}
+
+// TBL: the whole index element, unsigned; an index at or beyond the element
+// count gives 0, with no wrap.
+aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return by_size(zd.elem, [&](auto e) {
+    using T = decltype(e);
+    const uint8_t *table = s->z[zn.reg], *index = s->z[zm.reg];
+    constexpr uint64_t n = vl / sizeof(T);
+    return all_loop<T>(s->z[zd.reg], [&](unsigned i) {
+      uint64_t k = load<T>(index + i);
+      return k < n ? load<T>(table + k * sizeof(T)) : T(0);
+    });
+  });
+}
+
+// EXT: 224 bytes from byte imm8 of Zdn and Zm laid end to end; an offset at
+// or beyond the vector length counts as 0.
+aarch64_decode_rc sve_ext_zzi(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm, uint32_t imm8) {
+  uint8_t buf[2 * vl];
+  std::memcpy(buf, s->z[zdn.reg], vl);
+  std::memcpy(buf + vl, s->z[zm.reg], vl);
+  std::memcpy(s->z[zdn.reg], buf + (imm8 >= vl ? 0 : imm8), vl);
+  return aarch64_decode_ok;
+}
+
+aarch64_decode_rc sve_rev_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
+  return by_size(zd.elem, [&](auto e) {
+    using T = decltype(e);
+    const uint8_t* a = s->z[zn.reg];
+    return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return load<T>(a + vl - sizeof(T) - i); });
+  });
+}
+
+// REVW: the two words of each active doubleword swapped.
+aarch64_decode_rc sve_revw_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  const uint8_t* a = s->z[zn.reg];
+  return merge_loop<uint64_t>(s->z[zd.reg], s->p[pg.reg], [&](unsigned i) {
+    uint64_t v = load<uint64_t>(a + i);
+    return v >> 32 | v << 32;
+  });
+}
+
+// Unpacks widen the low or high half of Zn into all of Zd.
+template <class Narrow, class Wide, bool High>
+aarch64_decode_rc unpack_kernel(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
+  const uint8_t* a = s->z[zn.reg] + (High ? vl / 2 : 0);
+  return all_loop<Wide>(s->z[zd.reg], [&](unsigned i) { return Wide(load<Narrow>(a + i / 2)); });
+}
+
+#define SVE_UNPACK_KERNEL(name, Narrow, Wide, High)                                   \
+  aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {         \
+    return unpack_kernel<Narrow, Wide, High>(s, zd, zn);                             \
+  }
+SVE_UNPACK_KERNEL(sve_uunpklo_b2h_zz, uint8_t, uint16_t, false)
+SVE_UNPACK_KERNEL(sve_uunpkhi_b2h_zz, uint8_t, uint16_t, true)
+SVE_UNPACK_KERNEL(sve_uunpklo_h2s_zz, uint16_t, uint32_t, false)
+SVE_UNPACK_KERNEL(sve_uunpkhi_h2s_zz, uint16_t, uint32_t, true)
+SVE_UNPACK_KERNEL(sve_uunpklo_s2d_zz, uint32_t, uint64_t, false)
+SVE_UNPACK_KERNEL(sve_uunpkhi_s2d_zz, uint32_t, uint64_t, true)
+SVE_UNPACK_KERNEL(sve_sunpklo_s2d_zz, int32_t, uint64_t, false)
+SVE_UNPACK_KERNEL(sve_sunpkhi_s2d_zz, int32_t, uint64_t, true)
+#undef SVE_UNPACK_KERNEL
+
+namespace {
+
+// The pieces of an element in reverse order.
+template <class T, class Piece>
+T reverse_pieces(T v) {
+  constexpr unsigned bits = sizeof(Piece) * 8, count = sizeof(T) / sizeof(Piece);
+  uint64_t r = 0;
+  for (unsigned k = 0; k < count; ++k) r |= uint64_t(Piece(uint64_t(v) >> (k * bits))) << ((count - 1 - k) * bits);
+  return T(r);
+}
+
+template <class T, class Piece>
+VecV reverse_within(const VecV& zd, const PredV& pg, const VecV& zn, const CpuContext* c) {
+  return routine_merge_unary<T>(zd, pg, zn, c, reverse_pieces<T, Piece>);
+}
+
+template <class T>
+int last_active(const PredV& pg, unsigned n) {
+  for (int i = int(n) - 1; i >= 0; --i)
+    if (pg.active(unsigned(i), sizeof(T))) return i;
+  return -1;
+}
+
+// SPLICE: the stretch of Zdn from its first to its last active element, then
+// the elements of Zm from 0 on.
+template <class T>
+VecV splice(const PredV& pg, const VecV& zdn, const VecV& zm, const CpuContext* c) {
+  unsigned n = c->elements(sizeof(T) * 8), y = 0;
+  VecV r{};
+  int last = last_active<T>(pg, n);
+  bool latch = false;
+  for (int x = 0; x <= last; ++x) {
+    latch = latch || pg.active(unsigned(x), sizeof(T));
+    if (latch) r.set<T>(y++, zdn.get<T>(unsigned(x)));
+  }
+  for (unsigned k = 0; y < n; ++k) r.set<T>(y++, zm.get<T>(k));
+  return r;
+}
+
+// COMPACT: the active elements of Zn packed from element 0 up; zeros after.
+template <class T>
+VecV compact(const PredV& pg, const VecV& zn, const CpuContext* c) {
+  unsigned n = c->elements(sizeof(T) * 8), y = 0;
+  VecV r{};
+  for (unsigned i = 0; i < n; ++i)
+    if (pg.active(i, sizeof(T))) r.set<T>(y++, zn.get<T>(i));
+  return r;
+}
+
+template <class T>
+VecV transpose1(const VecV& zn, const VecV& zm, const CpuContext*) {
+  VecV r;
+  trn(reinterpret_cast<char*>(r.b), reinterpret_cast<const char*>(zn.b), reinterpret_cast<const char*>(zm.b),
+      element_size(__builtin_ctz(sizeof(T))), 0);
+  return r;
+}
+
+template <class Narrow, class Wide, bool High>
+VecV signed_unpack(const VecV& zn, const CpuContext* c) {
+  unsigned n = c->elements(sizeof(Wide) * 8);
+  VecV r;
+  for (unsigned i = 0; i < n; ++i) r.set<Wide>(i, Wide(zn.get<Narrow>(High ? n + i : i)));
+  return r;
+}
+
+}  // namespace
+
+namespace lib {
+
+#define SVE_ELEMENT_ROUTINES(type, T)                                                                  \
+  VecV Vec##type##Trn1VV(VecV zn, VecV zm, CpuContext* c) { return transpose1<T>(zn, zm, c); }         \
+  VecV Vec##type##SpliceVV(PredV pg, VecV zdn, VecV zm, CpuContext* c) { return splice<T>(pg, zdn, zm, c); }
+SVE_ELEMENT_ROUTINES(U8, uint8_t)
+SVE_ELEMENT_ROUTINES(U16, uint16_t)
+SVE_ELEMENT_ROUTINES(U32, uint32_t)
+SVE_ELEMENT_ROUTINES(U64, uint64_t)
+#undef SVE_ELEMENT_ROUTINES
+
+VecV VecU32CompressVV(PredV pg, VecV zn, CpuContext* c) { return compact<uint32_t>(pg, zn, c); }
+VecV VecU64CompressVV(PredV pg, VecV zn, CpuContext* c) { return compact<uint64_t>(pg, zn, c); }
+VecV VecU16Rev1V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint16_t, uint8_t>(zd, pg, zn, c); }
+VecV VecU32Rev1V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint32_t, uint8_t>(zd, pg, zn, c); }
+VecV VecU64Rev1V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint64_t, uint8_t>(zd, pg, zn, c); }
+VecV VecU32Rev2V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint32_t, uint16_t>(zd, pg, zn, c); }
+VecV VecU64Rev2V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint64_t, uint16_t>(zd, pg, zn, c); }
+VecV VecS16UnpackLoV(VecV zn, CpuContext* c) { return signed_unpack<int8_t, uint16_t, false>(zn, c); }
+VecV VecS16UnpackHiV(VecV zn, CpuContext* c) { return signed_unpack<int8_t, uint16_t, true>(zn, c); }
+VecV VecS32UnpackLoV(VecV zn, CpuContext* c) { return signed_unpack<int16_t, uint32_t, false>(zn, c); }
+VecV VecS32UnpackHiV(VecV zn, CpuContext* c) { return signed_unpack<int16_t, uint32_t, true>(zn, c); }
+
+}  // namespace lib
+
+// Direct-route shapes of this family.
+// Zd 4:0, Zn 9:5.
+template <auto Kernel>
+struct zz {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return Kernel(s, z_plain(w, 4, 0, T::code), z_plain(w, 9, 5, T::code));
+  }
+};
+
+// Zd 4:0, Zn 9:5 with the elements of half the size.
+template <auto Kernel>
+struct zz_unpack {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return Kernel(s, z_plain(w, 4, 0, T::code), z_plain(w, 9, 5, T::code - 1));
+  }
+};
+
+// Zdn 4:0, Zm 9:5, imm8 from 20:16 above 12:10.
+struct ext_shape {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return sve_ext_zzi(s, z_dst_src(w, 4, 0, Z_B), z_plain(w, 9, 5, Z_B), field(w, 20, 16) << 3 | field(w, 12, 10));
+  }
+};
+
+// Zd 4:0, Pg 12:10 merging, Zn 9:5, all as doublewords.
+struct revw_shape {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return sve_revw_zpz(s, z_plain(w, 4, 0, Z_D), p_gov(w, 12, 10, P_M), z_plain(w, 9, 5, Z_D));
+  }
+};
+
+using lib_unpack = library<to_z<4, 0>, z_in<9, 5>>;
+using lib_pzz = library<to_z<4, 0>, p_in<12, 10>, z_in<4, 0>, z_in<9, 5>>;
+using lib_pz = library<to_z<4, 0>, p_in<12, 10>, z_in<9, 5>>;
+
+}  // namespace sve
+
+using namespace sve;
+
+#define SVE_PERMUTE3(opc, route, impl, mnemonic) \
+  "00000101 ss 1 mmmmm " opc " nnnnn ddddd", route, impl, mnemonic " z0.T, z1.T, z2.T"
+#define SVE_UNPACK(X, op, type, opc, mnemonic, route, impl, sample)                                     \
+  X(31_10, op, type, "00000101 ss 1100" opc " 001110 nnnnn ddddd", route, impl, mnemonic " " sample)
+#define SVE_REV_IN(opc, mnemonic) \
+  "00000101 ss 1001" opc " 100 ggg nnnnn ddddd", library, (lib_vm), mnemonic " z0.T, p0/m, z1.T"
+
+#define MOVE_PERMUTES(X)                                                                                \
+  SVE_U4(X, 31_21__15_10, TblVV, "00000101 ss 1 mmmmm 001100 nnnnn ddddd", direct, (vvx<sve_tbl_zzz>), "tbl z0.T, {z1.T}, z2.T") \
+  SVE_U4(X, 31_21__15_10, Zip1VV, SVE_PERMUTE3("011000", direct, (vvx<sve_zip1_zzz>), "zip1"))          \
+  SVE_U4(X, 31_21__15_10, Zip2VV, SVE_PERMUTE3("011001", direct, (vvx<sve_zip2_zzz>), "zip2"))          \
+  SVE_U4(X, 31_21__15_10, Uzp1VV, SVE_PERMUTE3("011010", direct, (vvx<sve_uzp1_zzz>), "uzp1"))          \
+  SVE_U4(X, 31_21__15_10, Uzp2VV, SVE_PERMUTE3("011011", direct, (vvx<sve_uzp2_zzz>), "uzp2"))          \
+  SVE_U4(X, 31_21__15_10, Trn1VV, SVE_PERMUTE3("011100", library, (lib_vvx), "trn1"))                   \
+  SVE_U4(X, 31_21__15_10, Trn2VV, SVE_PERMUTE3("011101", direct, (vvx<sve_trn2_zzz>), "trn2"))          \
+  X(31_21__15_13, SlideVI, U8, "00000101 001 iiiii 000 iii mmmmm ddddd", direct, (ext_shape), "ext z0.b, z0.b, z1.b, #3") \
+  SVE_U4(X, 31_10, ReverseV, "00000101 ss 111000 001110 nnnnn ddddd", direct, (zz<sve_rev_zz>), "rev z0.T, z1.T") \
+  SVE_UNPACK(X, UnpackLoV, U16, "10", "uunpklo", direct, (zz_unpack<sve_uunpklo_b2h_zz>), "z0.h, z1.b")   \
+  SVE_UNPACK(X, UnpackLoV, U32, "10", "uunpklo", direct, (zz_unpack<sve_uunpklo_h2s_zz>), "z0.s, z1.h")   \
+  SVE_UNPACK(X, UnpackLoV, U64, "10", "uunpklo", direct, (zz_unpack<sve_uunpklo_s2d_zz>), "z0.d, z1.s")   \
+  SVE_UNPACK(X, UnpackHiV, U16, "11", "uunpkhi", direct, (zz_unpack<sve_uunpkhi_b2h_zz>), "z0.h, z1.b")   \
+  SVE_UNPACK(X, UnpackHiV, U32, "11", "uunpkhi", direct, (zz_unpack<sve_uunpkhi_h2s_zz>), "z0.s, z1.h")   \
+  SVE_UNPACK(X, UnpackHiV, U64, "11", "uunpkhi", direct, (zz_unpack<sve_uunpkhi_s2d_zz>), "z0.d, z1.s")   \
+  SVE_UNPACK(X, UnpackLoV, S16, "00", "sunpklo", library, (lib_unpack), "z0.h, z1.b")                     \
+  SVE_UNPACK(X, UnpackLoV, S32, "00", "sunpklo", library, (lib_unpack), "z0.s, z1.h")                     \
+  SVE_UNPACK(X, UnpackLoV, S64, "00", "sunpklo", direct, (zz_unpack<sve_sunpklo_s2d_zz>), "z0.d, z1.s")   \
+  SVE_UNPACK(X, UnpackHiV, S16, "01", "sunpkhi", library, (lib_unpack), "z0.h, z1.b")                     \
+  SVE_UNPACK(X, UnpackHiV, S32, "01", "sunpkhi", library, (lib_unpack), "z0.s, z1.h")                     \
+  SVE_UNPACK(X, UnpackHiV, S64, "01", "sunpkhi", direct, (zz_unpack<sve_sunpkhi_s2d_zz>), "z0.d, z1.s")   \
+  X(31_13, Rev1V, U16, SVE_REV_IN("00", "revb"))                                                      \
+  X(31_13, Rev1V, U32, SVE_REV_IN("00", "revb"))                                                      \
+  X(31_13, Rev1V, U64, SVE_REV_IN("00", "revb"))                                                      \
+  X(31_13, Rev2V, U32, SVE_REV_IN("01", "revh"))                                                      \
+  X(31_13, Rev2V, U64, SVE_REV_IN("01", "revh"))                                                      \
+  X(31_13, Rev4V, U64, "00000101 ss 100110 100 ggg nnnnn ddddd", direct, (revw_shape), "revw z0.d, p0/m, z1.d") \
+  SVE_U4(X, 31_13, SpliceVV, "00000101 ss 101100 100 ggg mmmmm ddddd", library, (lib_pzz), "splice z0.T, p0, z0.T, z1.T") \
+  X(31_13, CompressVV, U32, "00000101 ss 100001 100 ggg nnnnn ddddd", library, (lib_pz), "compact z0.T, p0, z1.T") \
+  X(31_13, CompressVV, U64, "00000101 ss 100001 100 ggg nnnnn ddddd", library, (lib_pz), "compact z0.T, p0, z1.T")
+
+SVE_FAMILY(move_permutes, MOVE_PERMUTES)

@@ -1,0 +1,152 @@
+// Permutes at their limits: out-of-range table indices, EXT offsets at and
+// beyond the vector length, aliasing, signed against unsigned unpacking,
+// SPLICE and COMPACT with empty and full predicates, reversal within elements.
+#include <gtest/gtest.h>
+
+#include "machine.h"
+
+using namespace sve;
+using test::elem;
+
+namespace {
+constexpr unsigned vl = sve_vl_bytes;
+uint32_t zzz(const char* name, unsigned d, unsigned n, unsigned m) {
+  return test::word(name) | d | n << 5 | m << 16;
+}
+void iota(uint8_t* z) {
+  for (unsigned i = 0; i < vl; ++i) z[i] = uint8_t(i);
+}
+}  // namespace
+
+TEST(Permutes, TableIndicesBeyondTheVectorGiveZero) {
+  auto s = test::random_state();
+  iota(s->z[1]);
+  s->z[2][0] = uint8_t(vl - 1);
+  s->z[2][1] = vl < 256 ? uint8_t(vl) : 0;
+  s->z[2][2] = 255;
+  ASSERT_EQ(test::run(s.get(), zzz("VecU8TblVV", 0, 1, 2)), aarch64_decode_ok);
+  EXPECT_EQ(s->z[0][0], uint8_t(vl - 1));
+  if (vl < 256) {
+    EXPECT_EQ(s->z[0][1], 0);
+    EXPECT_EQ(s->z[0][2], 0);
+  }
+  // Doubleword indices are whole elements: 2^32 is out of range.
+  test::set_elem<uint64_t>(s->z[2], 0, 0x100000000);
+  test::set_elem<uint64_t>(s->z[2], 1, vl / 8);
+  ASSERT_EQ(test::run(s.get(), zzz("VecU64TblVV", 0, 1, 2)), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 0u);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 1), 0u);
+  // Zd equal to Zm reads the old indices.
+  std::memset(s->z[3], 2, vl);
+  ASSERT_EQ(test::run(s.get(), zzz("VecU8TblVV", 3, 1, 3)), aarch64_decode_ok);
+  for (unsigned i = 0; i < vl; ++i) ASSERT_EQ(s->z[3][i], 2) << i;
+}
+
+TEST(Permutes, ExtractAcrossTwoRegisters) {
+  for (unsigned imm : {0u, vl - 1, vl, 255u}) {
+    auto s = test::random_state();
+    auto before = *s;
+    uint32_t w = test::word("VecU8SlideVI") | 0 | 1 << 5 | (imm >> 3) << 16 | (imm & 7) << 10;
+    ASSERT_EQ(test::run(s.get(), w), aarch64_decode_ok);
+    unsigned from = imm >= vl ? 0 : imm;
+    for (unsigned i = 0; i < vl; ++i)
+      ASSERT_EQ(s->z[0][i], from + i < vl ? before.z[0][from + i] : before.z[1][from + i - vl]) << imm << " " << i;
+  }
+}
+
+TEST(Permutes, ReverseTwiceRestores) {
+  auto s = test::random_state();
+  auto before = *s;
+  for (unsigned bytes : {1u, 4u}) {
+    const char* name = bytes == 1 ? "VecU8ReverseV" : "VecU32ReverseV";
+    ASSERT_EQ(test::run(s.get(), test::word(name) | 4 | 4 << 5), aarch64_decode_ok);
+    EXPECT_EQ(std::memcmp(s->z[4], before.z[4] + vl - bytes, bytes), 0) << name;
+    ASSERT_EQ(test::run(s.get(), test::word(name) | 4 | 4 << 5), aarch64_decode_ok);
+    EXPECT_EQ(std::memcmp(before.z[4], s->z[4], vl), 0) << name;
+  }
+}
+
+TEST(Permutes, InterleaveAndDeinterleave) {
+  auto s = test::random_state();
+  for (unsigned i = 0; i < vl / 8; ++i) test::set_elem<uint64_t>(s->z[1], i, i);
+  for (unsigned i = 0; i < vl / 8; ++i) test::set_elem<uint64_t>(s->z[2], i, 100 + i);
+  ASSERT_EQ(test::run(s.get(), zzz("VecU64Zip1VV", 0, 1, 1)), aarch64_decode_ok);
+  for (unsigned i = 0; i < vl / 8; ++i) ASSERT_EQ(elem<uint64_t>(s->z[0], i), i / 2) << i;
+  ASSERT_EQ(test::run(s.get(), zzz("VecU64Zip2VV", 0, 1, 2)), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), vl / 16);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 1), 100 + vl / 16);
+  ASSERT_EQ(test::run(s.get(), zzz("VecU64Uzp2VV", 0, 1, 2)), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 1u);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], vl / 16), 101u);
+  ASSERT_EQ(test::run(s.get(), zzz("VecU64Trn1VV", 0, 1, 2)), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 2), 2u);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 3), 102u);
+  ASSERT_EQ(test::run(s.get(), zzz("VecU64Trn2VV", 0, 1, 2)), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 2), 3u);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 3), 103u);
+}
+
+TEST(Permutes, UnpackSignedAndUnsigned) {
+  auto s = test::random_state();
+  s->z[1][vl / 2] = 0x80;
+  ASSERT_EQ(test::run(s.get(), test::word("VecS16UnpackHiV") | 0 | 1 << 5), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint16_t>(s->z[0], 0), 0xff80);
+  ASSERT_EQ(test::run(s.get(), test::word("VecU16UnpackHiV") | 0 | 1 << 5), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint16_t>(s->z[0], 0), 0x0080);
+  test::set_elem<uint32_t>(s->z[1], 0, 0x80000000);
+  ASSERT_EQ(test::run(s.get(), test::word("VecS64UnpackLoV") | 0 | 1 << 5), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 0xffffffff80000000);
+  ASSERT_EQ(test::run(s.get(), test::word("VecU64UnpackLoV") | 0 | 1 << 5), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 0x80000000u);
+}
+
+TEST(Permutes, SpliceAndCompact) {
+  const unsigned n = vl / 4;
+  auto s = test::random_state();
+  for (unsigned i = 0; i < n; ++i) test::set_elem<uint32_t>(s->z[0], i, i);
+  for (unsigned i = 0; i < n; ++i) test::set_elem<uint32_t>(s->z[1], i, 1000 + i);
+  auto before = *s;
+  uint32_t splice = test::word("VecU32SpliceVV") | 0 | 2 << 10 | 1 << 5;
+  std::memset(s->p[2], 0, vl);
+  s->p[2][5 * 4] = 1;
+  ASSERT_EQ(test::run(s.get(), splice), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint32_t>(s->z[0], 0), 5u);
+  for (unsigned i = 1; i < n; ++i) ASSERT_EQ(elem<uint32_t>(s->z[0], i), 1000 + i - 1) << i;
+  std::memcpy(s->z[0], before.z[0], vl);
+  std::memset(s->p[2], 0, vl);
+  ASSERT_EQ(test::run(s.get(), splice), aarch64_decode_ok);  // nothing active: Zm
+  EXPECT_EQ(std::memcmp(s->z[0], before.z[1], vl), 0);
+  std::memcpy(s->z[0], before.z[0], vl);
+  std::memset(s->p[2], 1, vl);
+  ASSERT_EQ(test::run(s.get(), splice), aarch64_decode_ok);  // everything active: Zdn
+  EXPECT_EQ(std::memcmp(s->z[0], before.z[0], vl), 0);
+
+  uint32_t compact = test::word("VecU32CompressVV") | 3 | 2 << 10 | 1 << 5;
+  std::memset(s->p[2], 0, vl);
+  ASSERT_EQ(test::run(s.get(), compact), aarch64_decode_ok);
+  for (unsigned i = 0; i < vl; ++i) ASSERT_EQ(s->z[3][i], 0) << i;
+  s->p[2][4] = s->p[2][12] = 1;
+  ASSERT_EQ(test::run(s.get(), compact), aarch64_decode_ok);
+  EXPECT_EQ(elem<uint32_t>(s->z[3], 0), 1001u);
+  EXPECT_EQ(elem<uint32_t>(s->z[3], 1), 1003u);
+  EXPECT_EQ(elem<uint32_t>(s->z[3], 2), 0u);
+}
+
+TEST(Permutes, ReversalWithinElements) {
+  struct Case { const char* name; uint64_t a, result; unsigned bytes; };
+  const Case cases[] = {
+      {"VecU16Rev1V", 0x1234, 0x3412, 2},
+      {"VecU32Rev2V", 0x11223344, 0x33441122, 4},
+      {"VecU64Rev4V", 0x1122334455667788, 0x5566778811223344, 8},
+      {"VecU64Rev1V", 0x1122334455667788, 0x8877665544332211, 8},
+  };
+  for (const Case& c : cases) {
+    auto s = test::random_state();
+    std::memset(s->p[0], 1, vl);
+    std::memcpy(s->z[1], &c.a, c.bytes);
+    ASSERT_EQ(test::run(s.get(), test::word(c.name) | 0 | 1 << 5), aarch64_decode_ok);
+    uint64_t r = 0;
+    std::memcpy(&r, s->z[0], c.bytes);
+    EXPECT_EQ(r, c.result) << c.name;
+  }
+}
