@@ -3,11 +3,13 @@
 // execution statistics.
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <map>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include "decode.h"
 #include "families.h"
@@ -67,10 +69,39 @@ extern "C" sve_handler is_sve(unsigned int word) {
   return nullptr;
 }
 
+namespace {
+
+// Every handler, so that a cache slot can name one by a 32-bit index.
+std::vector<sve_handler> handler_list = [] {
+  std::vector<sve_handler> v;
+  for (const decode_family* f : all_families())
+    for (const decode_entry& e : f->entries) v.push_back(e.handler);
+  return v;
+}();
+
+// A direct-mapped cache of recent lookups for execute_sve_instruction, which
+// an embedder calls for every instruction: each slot holds a word and the
+// index of its handler plus one in one atomic doubleword, so threads share
+// it without a lock. The maps never change, so an entry never goes stale.
+std::atomic<uint64_t> decode_cache[1024];
+
+sve_handler cached_lookup(uint32_t word) {
+  std::atomic<uint64_t>& slot = decode_cache[(word ^ word >> 10 ^ word >> 20) % std::size(decode_cache)];
+  uint64_t c = slot.load(std::memory_order_relaxed);
+  if (uint32_t(c >> 32) == word && uint32_t(c)) return handler_list[uint32_t(c) - 1];
+  sve_handler h = is_sve(word);
+  auto it = std::find(handler_list.begin(), handler_list.end(), h);
+  if (h && it != handler_list.end())
+    slot.store(uint64_t(word) << 32 | uint64_t(it - handler_list.begin() + 1), std::memory_order_relaxed);
+  return h;
+}
+
+}  // namespace
+
 extern "C" aarch64_decode_rc execute_sve_instruction(cpu_state* s) {
   uint32_t* pc = s->pc;
   uint32_t word = *pc;
-  sve_handler h = is_sve(word);
+  sve_handler h = cached_lookup(word);
   if (!h) return aarch64_decode_unknown;
   aarch64_decode_rc rc = h(s, word);
   if (rc != aarch64_decode_ok) return rc;
