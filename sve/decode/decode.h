@@ -158,6 +158,7 @@ constexpr decode_entry make_entry(map_id m, const char* pattern, uint32_t size,
 // All entries of one instruction family, in a constant table.
 struct decode_family {
   std::span<const decode_entry> entries;
+  const char* name;
 };
 
 // Every family of the system, concatenated; built before any dynamic
@@ -235,7 +236,7 @@ struct P64 { static constexpr uint32_t code = 3; };
   LIST(SVE_DEFINE_HANDLER)                                                         \
   namespace sve::families {                                                        \
   static constexpr decode_entry family##_entries[] = {LIST(SVE_TABLE_ROW)};        \
-  constinit const decode_family family{family##_entries};                          \
+  constinit const decode_family family{family##_entries, #family};                 \
   }
 
 // One row per type of a family that exists at the four integer sizes.
