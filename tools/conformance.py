@@ -141,7 +141,7 @@ def diff_fields(ref, emu):
 
 # Aliases that objdump prints for some operand values of an instruction.
 ALIASES = {
-    "orr": {"mov"}, "orrs": {"movs"}, "and": {"movs"}, "ands": {"movs"}, "eor": {"not"}, "eors": {"nots"},
+    "orr": {"mov"}, "orrs": {"movs"}, "and": {"mov"}, "ands": {"movs"}, "eor": {"not"}, "eors": {"nots"},
     "sel": {"mov"}, "cpy": {"mov", "fmov"}, "dup": {"mov", "fmov"}, "dupm": {"mov"}, "fcpy": {"fmov"},
     "fdup": {"fmov"}, "nor": {"not"}, "nors": {"nots"},
 }

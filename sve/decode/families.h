@@ -10,7 +10,10 @@
   X(integer_multiply)     \
   X(move_reductions)     \
   X(integer_shifts)       \
-  X(move_permutes)
+  X(move_permutes)        \
+  X(predicate_logic)      \
+  X(integer_compares)     \
+  X(loop_control)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
