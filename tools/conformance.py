@@ -147,8 +147,10 @@ ALIASES = {
 }
 
 
-def decode_check(entries, rng):
-    """Each entry's words disassemble to its instruction at its element size."""
+def decode_check(entries, rng, expected):
+    """Each entry's words disassemble to its instruction at its element size.
+    Words that the architecture leaves unallocated pass where the expected
+    differences let the handler run them (a listed `status` difference)."""
     words, owners = [], []
     for e in entries:
         for _ in range(4):
@@ -162,6 +164,8 @@ def decode_check(entries, rng):
         suffix = re.search(r"\.([bhsdq])\b", e["sample"].replace(".T", "." + "bhsdq"[e["size"]]))
         got_suffix = re.search(r"\.([bhsdq])\b", text)
         ok = mnemonic == want or mnemonic in ALIASES.get(want, ())
+        if mnemonic == ".inst" and "undefined" in text and excused(expected, e["name"], ["status"]):
+            continue
         if ok and suffix and got_suffix and mnemonic == want:
             ok = suffix.group(1) == got_suffix.group(1)
         if not ok:
@@ -259,7 +263,7 @@ def main():
         print("FAIL %s (%s side) word 0x%08x `%s` case seed %d" % (e["name"], side, cases[i][0], text, cases[i][2]))
         print("\n".join(lines))
 
-    bad, examples = decode_check(entries, rng)
+    bad, examples = decode_check(entries, rng, expected)
     for name, n in sorted(bad.items()):
         print("DECODE %s: %d of 4 words disassemble to another instruction, e.g. %s" % (name, n, examples[name]))
 

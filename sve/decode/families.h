@@ -13,7 +13,8 @@
   X(move_permutes)        \
   X(predicate_logic)      \
   X(integer_compares)     \
-  X(loop_control)
+  X(loop_control)         \
+  X(move_broadcast)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
