@@ -1,0 +1,67 @@
+// The host integration's decisions that need no framework: which blocks are
+// rewritten, which words in them are replaced and what is counted, and what
+// one emulated instruction does to the statistics.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "machine.h"
+#include "sve/client/emulate.h"
+#include "sve/decode/stats.h"
+
+using namespace sve;
+
+TEST(Rewriting, OnlyTheMainModuleAndGeneratedCode) {
+  EXPECT_TRUE(rewrites_block(true, 0x400000, 0x400000));
+  EXPECT_FALSE(rewrites_block(true, 0x7f0000000000, 0x400000));  // a shared library
+  EXPECT_TRUE(rewrites_block(false, 0, 0x400000));               // no module: generated code
+  EXPECT_TRUE(rewrites_block(true, 0, 0));                       // no main module known
+}
+
+TEST(Rewriting, SveWordsReplacedOthersCounted) {
+  uint32_t add = test::word("VecU32AddVVM"), ptrue = test::word("VecP8TrueI") | 31u << 5;
+  std::vector<uint32_t> block = {0xd503201f /* nop */, add, add, 0x8b020020 /* add x0, x1, x2 */, ptrue,
+                                 0xd65f03c0 /* ret */};
+  std::vector<std::pair<unsigned, sve_handler>> replaced;
+  uint64_t native = plan_block(block, [&](unsigned i, sve_handler h) { replaced.emplace_back(i, h); });
+  EXPECT_EQ(native, 3u);
+  ASSERT_EQ(replaced.size(), 3u);
+  EXPECT_EQ(replaced[0].first, 1u);
+  EXPECT_EQ(replaced[1].first, 2u);  // two in a row: each its own
+  EXPECT_EQ(replaced[2].first, 4u);
+  EXPECT_EQ(replaced[0].second, is_sve(add));
+  EXPECT_EQ(replaced[2].second, is_sve(ptrue));
+  EXPECT_EQ(plan_block(std::vector<uint32_t>{}, [](unsigned, sve_handler) { FAIL(); }), 0u);
+}
+
+TEST(Emulation, CountsSuccessAndReportsFailure) {
+  auto s = test::random_state(1);
+  static uint32_t code[2] = {test::word("VecU32AddVVM"), 0};
+  uint64_t before = sve_instr_count.load();
+  emulate_word(s.get(), code[0], &code[0], is_sve(code[0]));
+  EXPECT_EQ(sve_instr_count.load(), before + 1);
+  EXPECT_EQ(s->pc, &code[0]);
+  {
+    std::lock_guard<std::mutex> lock(icounts_mutex);
+    ASSERT_TRUE(icounts.count(&code[0]));
+    EXPECT_EQ(icounts.at(&code[0]).first, code[0]);
+  }
+  // A failing handler is reported with the word read from its address and
+  // leaves the statistics alone.
+  code[1] = 0x12345678;
+  testing::internal::CaptureStderr();
+  emulate_word(s.get(), code[1], &code[1], [](cpu_state*, unsigned) { return aarch64_decode_unknown; });
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_NE(err.find("Error: failed to emulate SVE instruction 0x12345678 at PC"), std::string::npos) << err;
+  EXPECT_EQ(sve_instr_count.load(), before + 1);
+  std::lock_guard<std::mutex> lock(icounts_mutex);
+  EXPECT_FALSE(icounts.count(&code[1]));
+}
+
+TEST(Emulation, ExitReportNamesTheProgram) {
+  testing::internal::CaptureStderr();
+  print_exit_report("/some/dir/app", 42);
+  std::string err = testing::internal::GetCapturedStderr();
+  std::string count = std::to_string(sve_instr_count.load());
+  EXPECT_EQ(err, "app: " + count + " SVE instructions executed\napp: 42 Non-SVE AArch64 instructions executed\n");
+}
