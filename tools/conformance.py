@@ -29,7 +29,8 @@ QEMU = "qemu-aarch64"
 SYSROOT = "/usr/aarch64-linux-gnu"
 CASE = struct.Struct("<IIQII")
 RESULT = struct.Struct("<IIQ")
-STATUS = {0: "ran", 1: "SIGILL", 2: "SIGSEGV", 3: "SIGBUS", 4: "signal"}
+STATUS = {0: "ran", 1: "SIGILL", 2: "SIGSEGV", 3: "SIGBUS", 4: "signal", 255: "crashed"}
+CRASHED = 255  # the reference process itself died on the case
 ARENA_BASE, ARENA_SIZE = 0x40000000, 64 * 1024
 
 
@@ -64,6 +65,20 @@ def run(cmd, data):
     if r.returncode != 0:
         sys.exit("%s failed (%d): %s" % (" ".join(cmd), r.returncode, r.stderr.decode(errors="replace")[-2000:]))
     return r.stdout
+
+
+def run_cases(cmd, cases, layout):
+    """The runner's output for a list of cases. When the runner process
+    itself dies (qemu aborts on a few words), the batch is split to find the
+    cases it cannot run; each of those gets the status CRASHED."""
+    data = b"".join(CASE.pack(*c) for c in cases)
+    r = subprocess.run(cmd, input=data, capture_output=True)
+    if r.returncode == 0:
+        return r.stdout
+    if len(cases) == 1:
+        return RESULT.pack(CRASHED, 0, 0) + (bytes(layout.size + ARENA_SIZE) if cases[0][1] else b"")
+    half = len(cases) // 2
+    return run_cases(cmd, cases[:half], layout) + run_cases(cmd, cases[half:], layout)
 
 
 def results(out, cases, layout):
@@ -215,11 +230,13 @@ def main():
             cases.append((word, 0, rng.getrandbits(64), min(e["size"], 3), 0))
             owner.append(e)
     batch = b"".join(CASE.pack(*c) for c in cases)
-    ref = results(run(reference, batch), cases, layout)
+    ref = results(run_cases(reference, cases, layout), cases, layout)
+    crashed = [i for i in range(len(cases)) if ref[i][0] == CRASHED]
     emu = {side: results(run(cmd, batch), cases, layout) for side, cmd in sides.items()}
 
     expected = load_expected(args.expected)
-    failed = [(i, side) for side in emu for i in range(len(cases)) if emu[side][i][:2] != ref[i][:2]]
+    failed = [(i, side) for side in emu for i in range(len(cases))
+              if emu[side][i][:2] != ref[i][:2] and ref[i][0] != CRASHED]
     # Re-run the differing cases with whole dumps to name the fields.
     idx = sorted({i for i, _ in failed})
     details = {}
@@ -267,13 +284,22 @@ def main():
     for name, n in sorted(bad.items()):
         print("DECODE %s: %d of 4 words disassemble to another instruction, e.g. %s" % (name, n, examples[name]))
 
-    print("%-24s %8s %8s %8s %8s" % ("family", "cases", "passed", "excused", "failed"))
+    # Cases the reference cannot run are left out of the count, and shown.
+    by_handler = collections.Counter(owner[i]["name"] for i in crashed)
+    for name, n in sorted(by_handler.items()):
+        i = next(i for i in crashed if owner[i]["name"] == name)
+        print("UNRUNNABLE %s: the reference process died on %d cases, e.g. word 0x%08x case seed %d" %
+              (name, n, cases[i][0], cases[i][2]))
+    for i in crashed:
+        per_family[owner[i]["family"]]["unrunnable"] += len(sides)
+    print("%-24s %8s %8s %8s %8s %10s" % ("family", "cases", "passed", "excused", "failed", "unrunnable"))
     for family, c in per_family.items():
         runs = c["cases"] * len(sides)
-        print("%-24s %8d %8d %8d %8d" % (family, runs, runs - c["excused"] - c["failed"], c["excused"], c["failed"]))
+        print("%-24s %8d %8d %8d %8d %10d" % (family, runs, runs - c["excused"] - c["failed"] - c["unrunnable"],
+                                              c["excused"], c["failed"], c["unrunnable"]))
     total = len(cases) * len(sides)
-    print("conformance: %d passed, %d failed" % (total - unexcused - sum(c["excused"] for c in per_family.values()),
-                                                 unexcused + len(bad)))
+    print("conformance: %d passed, %d failed" % (
+        total - unexcused - sum(c["excused"] + c["unrunnable"] for c in per_family.values()), unexcused + len(bad)))
     if unexcused or bad:
         print("to repeat: %s --seed %d --cases %d --filter '%s'" % (sys.argv[0], seed, args.cases, args.filter))
         return 1

@@ -5,16 +5,19 @@
 // constants, and moves the registers back. Other instructions run natively.
 // At exit the client reports how many instructions it emulated and how many
 // native instructions it saw in the blocks it built.
+#include <signal.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdio>
 #include <string>
 
+#include "../decode/stats.h"
+#include "../memory/host_memory.h"
 #include "dr_api.h"
 #include "drmgr.h"
 #include "droption.h"
 #include "drreg.h"
-#include "../decode/stats.h"
 #include "emulate.h"
 
 namespace {
@@ -22,12 +25,12 @@ namespace {
 // The one assertion form: the condition's text after macro expansion.
 #define SVE_STR_(x) #x
 #define SVE_STR(x) SVE_STR_(x)
-#define SVE_ASSERT(cond)                                                                              \
-  do {                                                                                                \
-    if (!(cond)) {                                                                                    \
+#define SVE_ASSERT(cond)                                                                                            \
+  do {                                                                                                              \
+    if (!(cond)) {                                                                                                  \
       dr_fprintf(STDERR, "ASSERT FAILURE: %s:%d: %s (%s)\n", "sve/client/sve_client", __LINE__, SVE_STR(cond), ""); \
-      dr_abort();                                                                                     \
-    }                                                                                                 \
+      dr_abort();                                                                                                   \
+    }                                                                                                               \
   } while (0)
 
 int tls_idx;
@@ -53,6 +56,26 @@ struct inserter {
     instrlist_preinsert(bb, where, i);
   }
 };
+
+// The framework owns the process's signal handlers: protected reads and
+// probes go through its safe read, and a fault of an emulated plain access
+// reaches the application as the fault of the replaced instruction, where
+// the report of the in-process handler is printed before it is delivered.
+bool framework_try_read(const void* addr, void* out, unsigned n) {
+  size_t got = 0;
+  return dr_safe_read(addr, n, out, &got) && got == n;
+}
+constexpr sve::memory_host framework_memory{framework_try_read};
+
+dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
+  if ((info->sig == SIGSEGV || info->sig == SIGBUS) && info->mcontext &&
+      is_sve(*reinterpret_cast<const uint32_t*>(info->mcontext->pc)))
+    dr_fprintf(STDERR,
+               "quorvex's SVESigHandler caught signal %s from the process being emulated, passing it to the default "
+               "signal handler.\n",
+               info->sig == SIGSEGV ? "SIGSEGV" : "SIGBUS");
+  return DR_SIGNAL_DELIVER;
+}
 
 void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler) {
   void* dc = dr_get_current_drcontext();
@@ -82,7 +105,8 @@ void insert_emulation(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint
   put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, sp), OPSZ_8), opnd_create_reg(scratch)));
   auto pair_at = [](int r) { return field(offsetof(cpu_state, x) + size_t(r) * 8, OPSZ_16); };
   for (int r = 0; r < 26; r += 2)
-    put(INSTR_CREATE_stp(dc, pair_at(r), opnd_create_reg(reg_id_t(DR_REG_X0 + r)), opnd_create_reg(reg_id_t(DR_REG_X0 + r + 1))));
+    put(INSTR_CREATE_stp(dc, pair_at(r), opnd_create_reg(reg_id_t(DR_REG_X0 + r)),
+                         opnd_create_reg(reg_id_t(DR_REG_X0 + r + 1))));
   put(INSTR_CREATE_stp(dc, pair_at(29), opnd_create_reg(DR_REG_X29), opnd_create_reg(DR_REG_X30)));
   for (int q = 0; q < 32; ++q)
     put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, z) + size_t(q) * sve_vl_bytes, OPSZ_16),
@@ -112,7 +136,8 @@ void insert_emulation(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint
     put(INSTR_CREATE_ldr(dc, opnd_create_reg(reg_id_t(DR_REG_Q0 + q)),
                          field(offsetof(cpu_state, z) + size_t(q) * sve_vl_bytes, OPSZ_16)));
   for (int r = 0; r < 26; r += 2)
-    put(INSTR_CREATE_ldp(dc, opnd_create_reg(reg_id_t(DR_REG_X0 + r)), opnd_create_reg(reg_id_t(DR_REG_X0 + r + 1)), pair_at(r)));
+    put(INSTR_CREATE_ldp(dc, opnd_create_reg(reg_id_t(DR_REG_X0 + r)), opnd_create_reg(reg_id_t(DR_REG_X0 + r + 1)),
+                         pair_at(r)));
   put(INSTR_CREATE_ldp(dc, opnd_create_reg(DR_REG_X29), opnd_create_reg(DR_REG_X30), pair_at(29)));
   put(INSTR_CREATE_ldr(dc, opnd_create_reg(scratch), field(offsetof(cpu_state, sp), OPSZ_8)));
   put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), opnd_create_reg(scratch), OPND_CREATE_INT(0)));
@@ -146,9 +171,7 @@ dr_emit_flags_t event_instruction_change(void* dc, void* tag, instrlist_t* bb, b
   return DR_EMIT_DEFAULT;
 }
 
-void event_thread_init(void* dc) {
-  drmgr_set_tls_field(dc, tls_idx, dr_thread_alloc(dc, sizeof(cpu_state)));
-}
+void event_thread_init(void* dc) { drmgr_set_tls_field(dc, tls_idx, dr_thread_alloc(dc, sizeof(cpu_state))); }
 
 void event_thread_exit(void* dc) {
   void* data = drmgr_get_tls_field(dc, tls_idx);
@@ -160,16 +183,20 @@ void event_exit() {
   dr_log(nullptr, DR_LOG_ALL, 1, "SVE client exiting\n");
   sve::print_exit_report(exe ? exe->full_path : "", aarch64_instr_count.load());
   if (exe) dr_free_module_data(exe);
-  if (!drmgr_unregister_bb_app2app_event(event_instruction_change) || drreg_exit() != DRREG_SUCCESS)
-    SVE_ASSERT(false);
+  if (!drmgr_unregister_bb_app2app_event(event_instruction_change) || drreg_exit() != DRREG_SUCCESS) SVE_ASSERT(false);
   drmgr_exit();
 }
 
 }  // namespace
 
+// Tells the emulator's static initialisation not to install signal handlers
+// of its own.
+extern "C" bool sve_host_owns_signals() { return true; }
+
 DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
   dr_set_client_name("Ostrel SVE emulation client", "the Ostrel SVE emulator maintainers");
   std::string parse_error;
+  using namespace dynamorio::droption;
   if (!droption_parser_t::parse_argv(DROPTION_SCOPE_CLIENT, argc, argv, &parse_error, nullptr)) {
     dr_fprintf(STDERR, "Usage error: %s\n", parse_error.c_str());
     dr_abort();
@@ -180,8 +207,10 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
   if (exe) exe_start = exe->start;
   drmgr_register_thread_init_event(event_thread_init);
   drmgr_register_thread_exit_event(event_thread_exit);
-  dr_register_exit_event(event_exit);
+  drmgr_register_exit_event(event_exit);
   if (!drmgr_register_bb_app2app_event(event_instruction_change, nullptr)) SVE_ASSERT(false);
+  drmgr_register_signal_event(event_signal);
+  sve::set_memory_host(framework_memory);
   tls_idx = drmgr_register_tls_field();
   sve_instr_count = 0;
   aarch64_instr_count = 0;

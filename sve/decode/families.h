@@ -14,7 +14,10 @@
   X(predicate_logic)      \
   X(integer_compares)     \
   X(loop_control)         \
-  X(move_broadcast)
+  X(move_broadcast)       \
+  X(memory_contiguous)    \
+  X(memory_replicate)     \
+  X(memory_fill_spill)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

@@ -13,6 +13,7 @@
 
 #include "decode.h"
 #include "families.h"
+#include "../memory/memory_access.h"
 #include "stats.h"
 
 namespace sve {
@@ -78,6 +79,11 @@ std::vector<sve_handler> handler_list = [] {
     for (const decode_entry& e : f->entries) v.push_back(e.handler);
   return v;
 }();
+
+// The last act of static initialisation: the fault handler of the memory
+// instructions, once page_size and every map are in place.
+const bool signals_ready = (SVEInitialize(), true);
+
 
 // A direct-mapped cache of recent lookups for execute_sve_instruction, which
 // an embedder calls for every instruction: each slot holds a word and the
