@@ -1,6 +1,7 @@
 // The shared library as an embedder uses it: loaded with dlopen, the four
 // operations found by name, an instruction run on a state the embedder owns.
 #include <dlfcn.h>
+#include <signal.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,6 +9,12 @@
 #include "machine.h"
 
 TEST(Embedder, LoadsTheLibraryAndRunsAWord) {
+  // The library installs its fault handler when it loads; this test process
+  // has the same handler from its own static copy, which must stay in place
+  // for the tests that follow, so the actions are put back afterwards.
+  struct sigaction segv, bus;
+  sigaction(SIGSEGV, nullptr, &segv);
+  sigaction(SIGBUS, nullptr, &bus);
   void* lib = dlopen(SVE_EMU_SHARED, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(lib, nullptr) << dlerror();
   auto find = [&](const char* name) {
@@ -35,4 +42,6 @@ TEST(Embedder, LoadsTheLibraryAndRunsAWord) {
     ASSERT_EQ(sve::test::elem<uint32_t>(s->z[0], i),
               sve::test::elem<uint32_t>(before.z[0], i) + sve::test::elem<uint32_t>(before.z[1], i));
   dlclose(lib);
+  sigaction(SIGSEGV, &segv, nullptr);
+  sigaction(SIGBUS, &bus, nullptr);
 }

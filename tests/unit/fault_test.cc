@@ -33,7 +33,7 @@ struct guarded_page {
 }  // namespace
 
 TEST(FaultDeathTest, PlainAccessEndsTheProcessAfterTheMessage) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  GTEST_FLAG_SET(death_test_style, "fast");  // forked, no re-exec: works under qemu too
   guarded_page g;
   auto s = test::random_state(1);
   std::memset(s->p[1], 1, sve_vl_bytes);
@@ -95,7 +95,7 @@ TEST(Fault, ThreadsGetTheirOwnAnswers) {
 }
 
 TEST(FaultDeathTest, AFaultOnAnotherThreadIsNotSwallowed) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  GTEST_FLAG_SET(death_test_style, "fast");  // forked, no re-exec: works under qemu too
   guarded_page g;
   auto scenario = [&] {
     std::atomic<bool> stop{false};
