@@ -10,6 +10,9 @@
   X(integer_multiply)     \
   X(move_reductions)     \
   X(integer_shifts)       \
+  X(integer_counts)       \
+  X(predicate_counts)     \
+  X(integer_addresses)    \
   X(move_permutes)        \
   X(predicate_logic)      \
   X(integer_compares)     \

@@ -34,4 +34,13 @@ VecV routine_all(const VecV& a, const CpuContext* c, Op op) {
   return r;
 }
 
+// Unpredicated two-source form: op(a, b) in every element.
+template <class T, class Op>
+VecV routine_pair(const VecV& a, const VecV& b, const CpuContext* c, Op op) {
+  VecV r = a;
+  unsigned n = c->elements(sizeof(T) * 8);
+  for (unsigned i = 0; i < n; ++i) r.set<T>(i, T(op(a.get<T>(i), b.get<T>(i))));
+  return r;
+}
+
 }  // namespace sve
