@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdio>
 
 #include "emulate.h"
 #include "signal_state.h"
@@ -32,6 +33,17 @@ cpu_state* state_of_this_thread() {
   return thread_state;
 }
 
+// A word of the SVE encoding space (bits 28:25 = 0010) that the emulator does
+// not know is named on stderr before the program dies of it.
+void report_unknown(const uint32_t* pc) {
+  uint32_t word = *pc;
+  if ((word >> 25 & 0xf) != 0x2) return;
+  char text[96];
+  int n = snprintf(text, sizeof text, "sve-run: SVE instruction 0x%08x at %p is not emulated\n", word,
+                   static_cast<const void*>(pc));
+  if (n > 0) (void)!write(STDERR_FILENO, text, size_t(n));
+}
+
 // Gives the signal back to the action that the runner replaced: for a fault
 // the instruction runs again and faults under it; a signal sent by a process
 // is raised again.
@@ -45,7 +57,10 @@ void on_sigill(int, siginfo_t* info, void* context) {
   auto* pc = reinterpret_cast<uint32_t*>(uc->uc_mcontext.pc);
   sve_handler h = info->si_code > 0 ? is_sve(*pc) : nullptr;
   cpu_state* s = h ? state_of_this_thread() : nullptr;
-  if (!s || !sve::state_from_signal(uc, s)) return pass_on(info);
+  if (!s || !sve::state_from_signal(uc, s)) {
+    if (info->si_code > 0) report_unknown(pc);
+    return pass_on(info);
+  }
   sve::emulate_word(s, *pc, pc, h);
   sve::state_to_signal(s, uc);
   uc->uc_mcontext.pc += 4;
