@@ -15,6 +15,7 @@
   X(integer_addresses)    \
   X(integer_unpredicated) \
   X(integer_saturating)   \
+  X(integer_library)      \
   X(move_permutes)        \
   X(predicate_logic)      \
   X(integer_compares)     \
