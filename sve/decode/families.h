@@ -13,6 +13,9 @@
   X(integer_counts)       \
   X(predicate_counts)     \
   X(integer_addresses)    \
+  X(integer_unpredicated) \
+  X(integer_saturating)   \
+  X(integer_library)      \
   X(move_permutes)        \
   X(predicate_logic)      \
   X(integer_compares)     \

@@ -218,44 +218,67 @@ using lib_qstep_vi = library<to_z<4, 0>, z_in<4, 0>, imm_in<pattern_field>, imm_
 
 using namespace sve;
 
-// CNT, INC and DEC by a pattern: "00000100 ss 1 f iiii 11 opc ppppp ddddd".
-#define SVE_CNT(X, type, l) \
-  X(31_20__15_10, CountVLSI, type, "00000100 ss 10 iiii 111000 ppppp ddddd", library, (lib_count), "cnt" #l " x0, pow2, mul #3")
-#define SVE_STEP_R(X, type, l)                                                                          \
-  X(31_20__15_10, IncrVLSI, type, "00000100 ss 11 iiii 111000 ppppp ddddd", direct, (step_rii<sve_inc##l##_rii>), "inc" #l " x0, vl7, mul #16") \
-  X(31_20__15_10, DecrVLSI, type, "00000100 ss 11 iiii 111001 ppppp ddddd", direct, (step_rii<sve_dec##l##_rii>), "dec" #l " x0")
-#define SVE_STEP_Z(X, type, l)                                                                          \
-  X(31_20__15_10, IncrVLVI, type, "00000100 ss 11 iiii 110000 ppppp ddddd", direct, (step_zii<sve_inc##l##_zii>), "inc" #l " z0.T, all, mul #2") \
-  X(31_20__15_10, DecrVLVI, type, "00000100 ss 11 iiii 110001 ppppp ddddd", direct, (step_zii<sve_dec##l##_zii>), "dec" #l " z0.T")
-// Saturating, register: "00000100 ss 1 sf iiii 1111 D U ppppp ddddd", sf 0
-// for the 32-bit form; vector: "00000100 ss 10 iiii 1100 D U ppppp ddddd".
-#define SVE_QINC_R(X, type, l, u, mn, r32)                                                              \
-  X(31_20__15_10, QIncrVL4SI, type, "00000100 ss 10 iiii 11110" u " ppppp ddddd", library, (lib_qstep_si<u[0] == '1'>), mn "inc" #l " " r32) \
-  X(31_20__15_10, QIncrVL8SI, type, "00000100 ss 11 iiii 11110" u " ppppp ddddd", library, (lib_qstep_si<false>), mn "inc" #l " x0")
-#define SVE_QDEC_R(X, type, l, u, mn, r32)                                                              \
-  X(31_20__15_10, QDecrVL4SI, type, "00000100 ss 10 iiii 11111" u " ppppp ddddd", library, (lib_qstep_si<u[0] == '1'>), mn "dec" #l " " r32) \
-  X(31_20__15_10, QDecrVL8SI, type, "00000100 ss 11 iiii 11111" u " ppppp ddddd", library, (lib_qstep_si<false>), mn "dec" #l " x0")
-#define SVE_Q_Z(X, type, l, u, mn)                                                                      \
-  X(31_20__15_10, QIncrVLVI, type, "00000100 ss 10 iiii 11000" u " ppppp ddddd", library, (lib_qstep_vi), mn "inc" #l " z0.T, vl3") \
-  X(31_20__15_10, QDecrVLVI, type, "00000100 ss 10 iiii 11001" u " ppppp ddddd", library, (lib_qstep_vi), mn "dec" #l " z0.T, mul3, mul #4")
+// One row macro M at the four counted sizes, or at the three vector sizes,
+// with the letter of the size in the mnemonic.
+#define SVE_SIZES4(X, M, sign, ...) \
+  M(X, sign##8, b, __VA_ARGS__) M(X, sign##16, h, __VA_ARGS__) M(X, sign##32, w, __VA_ARGS__) M(X, sign##64, d, __VA_ARGS__)
+#define SVE_SIZES3(X, M, sign, ...) \
+  M(X, sign##16, h, __VA_ARGS__) M(X, sign##32, w, __VA_ARGS__) M(X, sign##64, d, __VA_ARGS__)
 
-#define INTEGER_COUNTS(X)                                                                                \
-  SVE_CNT(X, U8, b) SVE_CNT(X, U16, h) SVE_CNT(X, U32, w) SVE_CNT(X, U64, d)                             \
-  SVE_STEP_R(X, U8, b) SVE_STEP_R(X, U16, h) SVE_STEP_R(X, U32, w) SVE_STEP_R(X, U64, d)                 \
-  SVE_STEP_Z(X, U16, h) SVE_STEP_Z(X, U32, w) SVE_STEP_Z(X, U64, d)                                      \
-  SVE_QINC_R(X, S8, b, "0", "sq", "x0, w0") SVE_QINC_R(X, S16, h, "0", "sq", "x0, w0") SVE_QINC_R(X, S32, w, "0", "sq", "x0, w0")      \
-  SVE_QINC_R(X, S64, d, "0", "sq", "x0, w0")                                                                       \
-  SVE_QINC_R(X, U8, b, "1", "uq", "w0") SVE_QINC_R(X, U16, h, "1", "uq", "w0") SVE_QINC_R(X, U32, w, "1", "uq", "w0")      \
-  SVE_QINC_R(X, U64, d, "1", "uq", "w0")                                                                       \
-  SVE_QDEC_R(X, S8, b, "0", "sq", "x0, w0") SVE_QDEC_R(X, S16, h, "0", "sq", "x0, w0") SVE_QDEC_R(X, S32, w, "0", "sq", "x0, w0")      \
-  SVE_QDEC_R(X, S64, d, "0", "sq", "x0, w0")                                                                       \
-  SVE_QDEC_R(X, U16, h, "1", "uq", "w0") SVE_QDEC_R(X, U32, w, "1", "uq", "w0") SVE_QDEC_R(X, U64, d, "1", "uq", "w0")     \
-  X(31_20__15_10, QDecrVL4SI, U8, "00000100 ss 10 iiii 111111 ppppp ddddd", direct, (step_rii<sve_uqdecb_rii, I_W>), "uqdecb w0") \
-  X(31_20__15_10, QDecrVL8SI, U8, "00000100 ss 11 iiii 111111 ppppp ddddd", direct, (step_rii<sve_uqdecb_rii, I_X>), "uqdecb x0") \
-  SVE_Q_Z(X, S16, h, "0", "sq") SVE_Q_Z(X, S32, w, "0", "sq") SVE_Q_Z(X, S64, d, "0", "sq")             \
-  SVE_Q_Z(X, U16, h, "1", "uq") SVE_Q_Z(X, U32, w, "1", "uq") SVE_Q_Z(X, U64, d, "1", "uq")             \
+// Counts and wrapping steps: "00000100 ss 1 f iiii 11 v 00 D ppppp ddddd",
+// f 0 for CNT, v 0 for a vector.
+#define SVE_CNT(X, type, l, ...)                                                                            \
+  X(31_20__15_10, CountVLSI, type, "00000100 ss 10 iiii 111000 ppppp ddddd", library, (lib_count),          \
+    "cnt" #l " x0, pow2, mul #3")
+#define SVE_STEP_R(X, type, l, ...)                                                                         \
+  X(31_20__15_10, IncrVLSI, type, "00000100 ss 11 iiii 111000 ppppp ddddd", direct,                         \
+    (step_rii<sve_inc##l##_rii>), "inc" #l " x0, vl7, mul #16")                                             \
+  X(31_20__15_10, DecrVLSI, type, "00000100 ss 11 iiii 111001 ppppp ddddd", direct,                         \
+    (step_rii<sve_dec##l##_rii>), "dec" #l " x0")
+#define SVE_STEP_Z(X, type, l, ...)                                                                         \
+  X(31_20__15_10, IncrVLVI, type, "00000100 ss 11 iiii 110000 ppppp ddddd", direct,                         \
+    (step_zii<sve_inc##l##_zii>), "inc" #l " z0.T, all, mul #2")                                            \
+  X(31_20__15_10, DecrVLVI, type, "00000100 ss 11 iiii 110001 ppppp ddddd", direct,                         \
+    (step_zii<sve_dec##l##_zii>), "dec" #l " z0.T")
+// Saturating steps of a register: "00000100 ss 1 sf iiii 1111 D U ppppp
+// ddddd", sf 0 for the 32-bit form, written r32 in the sample; of a vector:
+// "00000100 ss 10 iiii 1100 D U ppppp ddddd".
+#define SVE_QINC_R(X, type, l, u, mn, r32)                                                                  \
+  X(31_20__15_10, QIncrVL4SI, type, "00000100 ss 10 iiii 11110" u " ppppp ddddd", library,                  \
+    (lib_qstep_si<u[0] == '1'>), mn "inc" #l " " r32)                                                       \
+  X(31_20__15_10, QIncrVL8SI, type, "00000100 ss 11 iiii 11110" u " ppppp ddddd", library,                  \
+    (lib_qstep_si<false>), mn "inc" #l " x0")
+#define SVE_QDEC_R(X, type, l, u, mn, r32)                                                                  \
+  X(31_20__15_10, QDecrVL4SI, type, "00000100 ss 10 iiii 11111" u " ppppp ddddd", library,                  \
+    (lib_qstep_si<u[0] == '1'>), mn "dec" #l " " r32)                                                       \
+  X(31_20__15_10, QDecrVL8SI, type, "00000100 ss 11 iiii 11111" u " ppppp ddddd", library,                  \
+    (lib_qstep_si<false>), mn "dec" #l " x0")
+#define SVE_Q_Z(X, type, l, u, mn, r32)                                                                     \
+  X(31_20__15_10, QIncrVLVI, type, "00000100 ss 10 iiii 11000" u " ppppp ddddd", library, (lib_qstep_vi),   \
+    mn "inc" #l " z0.T, vl3")                                                                               \
+  X(31_20__15_10, QDecrVLVI, type, "00000100 ss 10 iiii 11001" u " ppppp ddddd", library, (lib_qstep_vi),   \
+    mn "dec" #l " z0.T, mul3, mul #4")
+#define SVE_SIGNED "0", "sq", "x0, w0"
+#define SVE_UNSIGNED "1", "uq", "w0"
+
+#define INTEGER_COUNTS(X)                                                                                   \
+  SVE_SIZES4(X, SVE_CNT, U, )                                                                               \
+  SVE_SIZES4(X, SVE_STEP_R, U, )                                                                            \
+  SVE_SIZES3(X, SVE_STEP_Z, U, )                                                                            \
+  SVE_SIZES4(X, SVE_QINC_R, S, SVE_SIGNED)                                                                  \
+  SVE_SIZES4(X, SVE_QINC_R, U, SVE_UNSIGNED)                                                                \
+  SVE_SIZES4(X, SVE_QDEC_R, S, SVE_SIGNED)                                                                  \
+  SVE_SIZES3(X, SVE_QDEC_R, U, SVE_UNSIGNED)                                                                \
+  X(31_20__15_10, QDecrVL4SI, U8, "00000100 ss 10 iiii 111111 ppppp ddddd", direct,                         \
+    (step_rii<sve_uqdecb_rii, I_W>), "uqdecb w0")                                                           \
+  X(31_20__15_10, QDecrVL8SI, U8, "00000100 ss 11 iiii 111111 ppppp ddddd", direct,                         \
+    (step_rii<sve_uqdecb_rii, I_X>), "uqdecb x0")                                                           \
+  SVE_SIZES3(X, SVE_Q_Z, S, SVE_SIGNED)                                                                     \
+  SVE_SIZES3(X, SVE_Q_Z, U, SVE_UNSIGNED)                                                                   \
   X(31_11, VLX, S64, "00000100 101 11111 01010 iiiiii ddddd", direct, (rdvl_shape<sve_rdvl_ri>), "rdvl x0, #-32") \
-  X(31_21__15_11, AddVLX, S64, "00000100 001 nnnnn 01010 iiiiii ddddd", direct, (addvl_shape<sve_addvl_rri>), "addvl sp, x1, #31") \
-  X(31_21__15_11, AddPLX, S64, "00000100 011 nnnnn 01010 iiiiii ddddd", direct, (addvl_shape<sve_addpl_rri>), "addpl x0, sp, #-1")
+  X(31_21__15_11, AddVLX, S64, "00000100 001 nnnnn 01010 iiiiii ddddd", direct, (addvl_shape<sve_addvl_rri>), \
+    "addvl sp, x1, #31")                                                                                    \
+  X(31_21__15_11, AddPLX, S64, "00000100 011 nnnnn 01010 iiiiii ddddd", direct, (addvl_shape<sve_addpl_rri>), \
+    "addpl x0, sp, #-1")
 
 SVE_FAMILY(integer_counts, INTEGER_COUNTS)

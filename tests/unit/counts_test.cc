@@ -114,33 +114,33 @@ TEST(Counts, TheRoutesTakeTheMultiplierFieldDifferently) {
 }
 
 TEST(Counts, SaturatingRegisterStepsAtTheLimits) {
-  // Pattern VL8 (8) or VL4 (4) counts the same at every length built.
-  struct Case { const char* name; uint64_t reg; unsigned pattern, imm4; uint64_t result; };
+  // Pattern VL1 counts 1 at every length and size: the step is imm4 + 1.
+  struct Case { const char* name; uint64_t reg; unsigned imm4; uint64_t result; };
   const Case cases[] = {
-      {"VecS8QIncrVL4SI", 0x7fffffff, 8, 0, 0x7fffffff},
-      {"VecS8QIncrVL4SI", 0xffffffff7ffffff0, 8, 1, 0x7fffffff},  // only the low word counts
-      {"VecS8QDecrVL4SI", 0xffffffff80000000, 8, 0, 0xffffffff80000000},
-      {"VecS16QDecrVL4SI", 5, 8, 0, 0xfffffffffffffffd},            // -3, sign-extended
-      {"VecS32QIncrVL4SI", 0xfffffffffffffff0, 8, 0, 0xfffffffffffffff8},
-      {"VecU32QIncrVL4SI", 0xabcd0000fffffff0, 8, 0, 0xfffffff8},   // zero-extended
-      {"VecU32QIncrVL4SI", 0xabcd0000fffffff0, 8, 1, 0xffffffff},
-      {"VecU16QDecrVL4SI", 0xffffffff00000005, 4, 0, 1},
-      {"VecU8QDecrVL4SI", 0xffffffff00000005, 4, 0, 1},
-      {"VecU8QDecrVL4SI", 0xffffffff00000003, 4, 0, 0},
-      {"VecU8QDecrVL8SI", 100, 8, 15, 0},
-      {"VecU8QDecrVL8SI", 128, 8, 15, 0},
-      {"VecU8QDecrVL8SI", 129, 8, 15, 1},
-      {"VecU64QDecrVL8SI", 3, 8, 0, 0},
-      {"VecU64QIncrVL8SI", ~0ull - 3, 8, 0, ~0ull},
-      {"VecU8QIncrVL4SI", 0xfffffffd, 4, 0, 0xffffffff},
-      {"VecS64QIncrVL8SI", 0x7ffffffffffffff0, 8, 15, 0x7fffffffffffffff},
-      {"VecS64QDecrVL8SI", 0x8000000000000005, 8, 0, 0x8000000000000000},
-      {"VecS8QDecrVL8SI", 0x8000000000000005, 4, 0, 0x8000000000000001},
+      {"VecS8QIncrVL4SI", 0x7fffffff, 0, 0x7fffffff},
+      {"VecS8QIncrVL4SI", 0xffffffff7ffffff0, 15, 0x7fffffff},  // only the low word counts
+      {"VecS8QDecrVL4SI", 0xffffffff80000000, 0, 0xffffffff80000000},
+      {"VecS16QDecrVL4SI", 5, 7, 0xfffffffffffffffd},              // -3, sign-extended
+      {"VecS32QIncrVL4SI", 0xfffffffffffffff0, 7, 0xfffffffffffffff8},
+      {"VecU32QIncrVL4SI", 0xabcd0000fffffff0, 7, 0xfffffff8},     // zero-extended
+      {"VecU32QIncrVL4SI", 0xabcd0000fffffff0, 15, 0xffffffff},
+      {"VecU16QDecrVL4SI", 0xffffffff00000005, 3, 1},
+      {"VecU8QDecrVL4SI", 0xffffffff00000005, 3, 1},
+      {"VecU8QDecrVL4SI", 0xffffffff00000003, 3, 0},
+      {"VecU8QDecrVL8SI", 10, 15, 0},
+      {"VecU8QDecrVL8SI", 16, 15, 0},
+      {"VecU8QDecrVL8SI", 17, 15, 1},
+      {"VecU64QDecrVL8SI", 3, 7, 0},
+      {"VecU64QIncrVL8SI", ~0ull - 3, 7, ~0ull},
+      {"VecU8QIncrVL4SI", 0xfffffffd, 3, 0xffffffff},
+      {"VecS64QIncrVL8SI", 0x7ffffffffffffff0, 15, 0x7fffffffffffffff},
+      {"VecS64QDecrVL8SI", 0x8000000000000005, 7, 0x8000000000000000},
+      {"VecS8QDecrVL8SI", 0x8000000000000005, 3, 0x8000000000000001},
   };
   for (const Case& c : cases) {
     auto s = test::random_state();
     s->x[9] = c.reg;
-    test::run(s.get(), counted(c.name, 9, c.pattern, c.imm4));
+    test::run(s.get(), counted(c.name, 9, 1, c.imm4));
     EXPECT_EQ(s->x[9], c.result) << c.name << " " << std::hex << c.reg;
   }
 }
@@ -148,19 +148,19 @@ TEST(Counts, SaturatingRegisterStepsAtTheLimits) {
 TEST(Counts, SaturatingVectorStepsAtTheLimits) {
   struct Case { const char* name; uint64_t value; unsigned imm4; uint64_t result; unsigned bytes; };
   const Case cases[] = {
-      {"VecS16QIncrVLVI", 0x7ff0, 1, 0x7fff, 2},
-      {"VecS16QIncrVLVI", 0x8000, 0, 0x8008, 2},
-      {"VecU16QDecrVLVI", 5, 0, 0, 2},
-      {"VecU16QIncrVLVI", 0xfff0, 0, 0xfff8, 2},
-      {"VecS32QDecrVLVI", 0x80000003, 0, 0x80000000, 4},
-      {"VecS32QDecrVLVI", 3, 0, 0xfffffffb, 4},
-      {"VecU64QIncrVLVI", ~0ull - 1, 0, ~0ull, 8},
-      {"VecS64QIncrVLVI", 0x7ffffffffffffffc, 0, 0x7fffffffffffffff, 8},
+      {"VecS16QIncrVLVI", 0x7ff0, 15, 0x7fff, 2},
+      {"VecS16QIncrVLVI", 0x8000, 7, 0x8008, 2},
+      {"VecU16QDecrVLVI", 5, 7, 0, 2},
+      {"VecU16QIncrVLVI", 0xfff0, 7, 0xfff8, 2},
+      {"VecS32QDecrVLVI", 0x80000003, 7, 0x80000000, 4},
+      {"VecS32QDecrVLVI", 3, 7, 0xfffffffb, 4},
+      {"VecU64QIncrVLVI", ~0ull - 1, 7, ~0ull, 8},
+      {"VecS64QIncrVLVI", 0x7ffffffffffffffc, 7, 0x7fffffffffffffff, 8},
   };
   for (const Case& c : cases) {
     auto s = test::random_state();
     for (unsigned i = 0; i < sve_vl_bytes / c.bytes; ++i) std::memcpy(s->z[3] + i * c.bytes, &c.value, c.bytes);
-    test::run(s.get(), counted(c.name, 3, 8, c.imm4));
+    test::run(s.get(), counted(c.name, 3, 1, c.imm4));  // VL1
     for (unsigned i = 0; i < sve_vl_bytes / c.bytes; ++i) {
       uint64_t r = 0;
       std::memcpy(&r, s->z[3] + i * c.bytes, c.bytes);
