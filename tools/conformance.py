@@ -155,15 +155,10 @@ def diff_fields(ref, emu):
 
 
 # Aliases that objdump prints for some operand values of an instruction.
-# ".inst" is its text for the reserved immediates that the entries execute
-# on purpose: a byte immediate with the shift bit, a bit mask without a valid
-# element.
 ALIASES = {
-    "orr": {"mov", ".inst"}, "orrs": {"movs"}, "and": {"mov", ".inst"}, "ands": {"movs"},
-    "eor": {"not", ".inst"}, "eors": {"nots"}, "sel": {"mov"}, "cpy": {"mov", "fmov"}, "dup": {"mov", "fmov"},
-    "dupm": {"mov", ".inst"}, "fcpy": {"fmov"}, "fdup": {"fmov"}, "nor": {"not"}, "nors": {"nots"},
-    "add": {".inst"}, "sub": {".inst"}, "subr": {".inst"}, "sqadd": {".inst"}, "uqadd": {".inst"},
-    "sqsub": {".inst"}, "uqsub": {".inst"},
+    "orr": {"mov"}, "orrs": {"movs"}, "and": {"mov"}, "ands": {"movs"}, "eor": {"not"}, "eors": {"nots"},
+    "sel": {"mov"}, "cpy": {"mov", "fmov"}, "dup": {"mov", "fmov"}, "dupm": {"mov"}, "fcpy": {"fmov"},
+    "fdup": {"fmov"}, "nor": {"not"}, "nors": {"nots"},
 }
 
 

@@ -74,7 +74,9 @@ void on_sigill(int, siginfo_t* info, void* context) {
   sigaction(SIGILL, &sa, &previous_action);
 }
 
+// The program's buffered output goes first, so that the report follows it.
 [[gnu::destructor]] void report() {
+  fflush(nullptr);
   char path[PATH_MAX] = "?";
   ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
   if (n > 0) path[n] = 0;
