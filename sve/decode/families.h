@@ -20,6 +20,8 @@
   X(predicate_logic)      \
   X(integer_compares)     \
   X(loop_control)         \
+  X(predicate_breaks)     \
+  X(predicate_permutes)   \
   X(move_broadcast)       \
   X(memory_contiguous)    \
   X(memory_replicate)     \

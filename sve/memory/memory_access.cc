@@ -74,20 +74,23 @@ bool addr_is_readable<char>(char volatile* address) {
   return current_memory_host().try_read(const_cast<const char*>(address), &c, 1);
 }
 
+// The message goes out before the default actions come back: a protected
+// read on another thread that faults after that point ends the process, and
+// the report must already be there.
 void SVESigHandler(int signal, siginfo_t*, void*) {
   if (SVEFaultRegion) {
     SVEFaultRegion = 0;
     siglongjmp(sveFaultJB, 1);
   }
-  struct sigaction dfl = action(nullptr);
-  dfl.sa_handler = SIG_DFL;
-  sigaction(SIGSEGV, &dfl, nullptr);
-  sigaction(SIGBUS, &dfl, nullptr);
   fprintf(stderr,
           "quorvex's SVESigHandler caught signal %s from the process being emulated, passing it to the default "
           "signal handler.\n",
           signal == SIGSEGV ? "SIGSEGV" : "SIGBUS");
   fflush(stderr);
+  struct sigaction dfl = action(nullptr);
+  dfl.sa_handler = SIG_DFL;
+  sigaction(SIGSEGV, &dfl, nullptr);
+  sigaction(SIGBUS, &dfl, nullptr);
 }
 
 // A host integration that owns the signal handlers (the framework client)

@@ -1,0 +1,247 @@
+// Breaks and partitions: BRKA and BRKB find the elements before or up to the
+// first true one, BRKN and BRKPA/BRKPB carry a break from one partition into
+// the next, PFIRST and PNEXT walk a predicate element by element. All but
+// PNEXT work on the 224 predicate bits with no element size.
+#include "../decode/families.h"
+#include "predicate_shapes.h"
+
+namespace sve {
+
+namespace {
+
+// The highest byte with bit 0 set, or -1.
+int last_active(const uint8_t* p) {
+  for (int i = int(sve_vl_bytes) - 1; i >= 0; --i)
+    if (p[i] & 1) return i;
+  return -1;
+}
+
+// BRKA (After) keeps the first true element of Pn, BRKB (Before) drops it.
+// Inactive bytes are zeroed or keep the old Pd.
+template <bool After>
+aarch64_decode_rc break_walk(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn) {
+  pred_bytes r;
+  const uint8_t *g = s->p[pg.reg], *n = s->p[pn.reg], *old = s->p[pd.reg];
+  bool running = true;
+  for (unsigned i = 0; i < sve_vl_bytes; ++i) {
+    if (g[i] & 1) {
+      if (!After) running = running && !(n[i] & 1);
+      r.b[i] = running;
+      if (After) running = running && !(n[i] & 1);
+    } else {
+      r.b[i] = pg.elem == P_Z ? 0 : old[i];
+    }
+  }
+  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+  return aarch64_decode_ok;
+}
+
+}  // namespace
+
+aarch64_decode_rc sve_brka_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn) {
+  return break_walk<true>(s, pd, pg, pn);
+}
+aarch64_decode_rc sve_brkb_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn) {
+  return break_walk<false>(s, pd, pg, pn);
+}
+
+// Pdm survives only when Pn is true (as a byte) at the last active byte of
+// Pg. The flags test Pdm against an all-true predicate.
+aarch64_decode_rc sve_brkn(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg pg, aarch64_p_reg pn, bool set_flags) {
+  int last = last_active(s->p[pg.reg]);
+  uint8_t* d = s->p[pdm.reg];
+  if (last < 0 || s->p[pn.reg][last] == 0) std::memset(d, 0, sve_vl_bytes);
+  if (set_flags) {
+    pred_bytes all;
+    std::memset(all.b, 1, sve_vl_bytes);
+    sve_ptest<signed char>(s, all.b, d);
+  }
+  return aarch64_decode_ok;
+}
+aarch64_decode_rc sve_brkn_ppp(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg pg, aarch64_p_reg pn) {
+  return sve_brkn(s, pdm, pg, pn, false);
+}
+aarch64_decode_rc sve_brkns_ppp(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg pg, aarch64_p_reg pn) {
+  return sve_brkn(s, pdm, pg, pn, true);
+}
+
+// BRKPB: when Pn (as a byte) holds at the last active byte of Pg, the active
+// bytes before the first active true byte of Pm.
+aarch64_decode_rc sve_brkpb(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm,
+                            bool set_flags) {
+  pred_bytes r{};
+  const uint8_t *g = s->p[pg.reg], *m = s->p[pm.reg];
+  int last = last_active(g);
+  if (last >= 0 && s->p[pn.reg][last] != 0) {
+    for (unsigned i = 0; i < sve_vl_bytes; ++i) {
+      if (!(g[i] & 1)) continue;
+      if (m[i] & 1) break;
+      r.b[i] = 1;
+    }
+  }
+  if (set_flags) sve_ptest<signed char>(s, g, r.b);
+  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+  return aarch64_decode_ok;
+}
+aarch64_decode_rc sve_brkpb_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn,
+                                 aarch64_p_reg pm) {
+  return sve_brkpb(s, pd, pg, pn, pm, false);
+}
+aarch64_decode_rc sve_brkpbs_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn,
+                                  aarch64_p_reg pm) {
+  return sve_brkpb(s, pd, pg, pn, pm, true);
+}
+
+// PNEXT: the next active element of Pg after the last true element of Pdn,
+// as the only true element, or none.
+aarch64_decode_rc sve_pnext_pp(cpu_state* s, aarch64_p_reg pdn, aarch64_p_reg pg) {
+  return by_size(pdn.rw_elem2, [&]<class T>(T) {
+    constexpr unsigned e = sizeof(T), n = sve_vl_bytes / e;
+    pred_bytes r{};
+    const uint8_t *d = s->p[pdn.reg], *g = s->p[pg.reg];
+    unsigned next = 0;
+    for (unsigned i = n; i-- > 0;)
+      if (d[i * e] & 1) {
+        next = i + 1;
+        break;
+      }
+    for (unsigned i = next; i < n; ++i)
+      if (g[i * e] & 1) {
+        r.b[i * e] = 1;
+        break;
+      }
+    sve_ptest<T>(s, g, r.b);
+    std::memcpy(s->p[pdn.reg], r.b, sve_vl_bytes);
+    return aarch64_decode_ok;
+  });
+}
+
+namespace {
+
+// The break-after walk over packed bits, at zeroing, with the flags.
+template <bool After>
+PredV break_flags(const PredV& g, const PredV& n, CpuContext* c) {
+  PredV r{};
+  bool running = true;
+  for (unsigned i = 0; i < sve_vl_bytes; ++i) {
+    if (!g.bit(i)) continue;
+    if (!After) running = running && !n.bit(i);
+    r.set_bit(i, running);
+    if (After) running = running && !n.bit(i);
+  }
+  PredSetNZCV(g, r, 8, c);
+  return r;
+}
+
+// BRKPA: the active bits up to and including the first active true bit of
+// Pm, when Pn holds at the last active bit of Pg.
+PredV break_prev_after(const PredV& g, const PredV& n, const PredV& m) {
+  int last = -1;
+  for (unsigned i = 0; i < sve_vl_bytes; ++i)
+    if (g.bit(i)) last = int(i);
+  bool running = last >= 0 && n.bit(unsigned(last));
+  PredV r{};
+  for (unsigned i = 0; i < sve_vl_bytes; ++i)
+    if (g.bit(i)) {
+      r.set_bit(i, running);
+      running = running && !m.bit(i);
+    }
+  return r;
+}
+
+}  // namespace
+
+namespace lib {
+
+PredV VecPBreakAFlgPZ(PredV g, PredV n, CpuContext* c) { return break_flags<true>(g, n, c); }
+PredV VecPBreakBFlgPZ(PredV g, PredV n, CpuContext* c) { return break_flags<false>(g, n, c); }
+PredV VecPBreakPrevAPZ(PredV g, PredV n, PredV m, CpuContext*) { return break_prev_after(g, n, m); }
+PredV VecPBreakPrevAFlgPZ(PredV g, PredV n, PredV m, CpuContext* c) {
+  PredV r = break_prev_after(g, n, m);
+  PredSetNZCV(g, r, 8, c);
+  return r;
+}
+
+// PFIRST: Pdn with the first active element of Pg set.
+PredV VecPSetFirstActiveP(PredV g, PredV dn, CpuContext* c) {
+  PredV r = dn;
+  for (unsigned i = 0; i < sve_vl_bytes; ++i)
+    if (g.bit(i)) {
+      r.set_bit(i, true);
+      break;
+    }
+  PredSetNZCV(g, r, 8, c);
+  return r;
+}
+
+}  // namespace lib
+
+// Pd 3:0, Pg 13:10 with the qualifier of bit 4 (zeroing or merging), Pn 8:5.
+template <auto Kernel>
+struct break_shape {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return Kernel(s, p_plain(w, 3, 0, P_B), p_gov(w, 13, 10, field(w, 4, 4) ? P_M : P_Z), p_plain(w, 8, 5, P_B));
+  }
+};
+template <auto Kernel>
+struct break_next_shape {  // Pdm 3:0 is read and written
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return Kernel(s, p_dst_src(w, 3, 0, P_B), p_gov(w, 13, 10, P_Z), p_plain(w, 8, 5, P_B));
+  }
+};
+struct pnext_shape {  // Pdn 3:0 at the element size, Pg 8:5
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return sve_pnext_pp(s, p_dst_src(w, 3, 0, T::code), p_gov(w, 8, 5, P_PLAIN));
+  }
+};
+
+using lib_break = library<to_p<3, 0>, p_in<13, 10>, p_in<8, 5>>;
+using lib_break_prev = library<to_p<3, 0>, p_in<13, 10>, p_in<8, 5>, p_in<19, 16>>;
+using lib_pfirst = library<to_p<3, 0>, p_in<8, 5>, p_in<3, 0>>;
+
+}  // namespace sve
+
+using namespace sve;
+
+// BRKA, BRKB: "00100101 B S 010000 01 gggg 0 nnnnn M dddd"; BRKN:
+// "00100101 0 S 011000 01 gggg 0 nnnnn 0 dddd"; BRKPA, BRKPB:
+// "00100101 0 S 00 mmmm 11 gggg 0 nnnnn B dddd".
+#define BREAKS(X)                                                                                              \
+  X(31_14__9_9__4_4, BreakAPZ, P, "00100101 00 010000 01 gggg 0 nnnn 0 dddd", direct, (break_shape<sve_brka_ppp>), \
+    "brka p0.b, p1/z, p2.b")                                                                                  \
+  X(31_14__9_9__4_4, BreakAPM, P, "00100101 00 010000 01 gggg 0 nnnn 1 dddd", direct, (break_shape<sve_brka_ppp>), \
+    "brka p0.b, p1/m, p2.b")                                                                                  \
+  X(31_14__9_9__4_4, BreakBPZ, P, "00100101 10 010000 01 gggg 0 nnnn 0 dddd", direct, (break_shape<sve_brkb_ppp>), \
+    "brkb p0.b, p1/z, p2.b")                                                                                  \
+  X(31_14__9_9__4_4, BreakBPM, P, "00100101 10 010000 01 gggg 0 nnnn 1 dddd", direct, (break_shape<sve_brkb_ppp>), \
+    "brkb p0.b, p1/m, p2.b")                                                                                  \
+  X(31_14__9_9__4_4, BreakAFlgPZ, P, "00100101 01 010000 01 gggg 0 nnnn 0 dddd", library, (lib_break),         \
+    "brkas p0.b, p1/z, p2.b")                                                                                 \
+  X(31_14__9_9__4_4, BreakBFlgPZ, P, "00100101 11 010000 01 gggg 0 nnnn 0 dddd", library, (lib_break),         \
+    "brkbs p0.b, p1/z, p2.b")                                                                                 \
+  X(31_14__9_9__4_4, BreakNextPZ, P, "00100101 00 011000 01 gggg 0 nnnn 0 dddd", direct,                       \
+    (break_next_shape<sve_brkn_ppp>), "brkn p0.b, p1/z, p2.b, p0.b")                                          \
+  X(31_14__9_9__4_4, BreakNextFlgPZ, P, "00100101 01 011000 01 gggg 0 nnnn 0 dddd", direct,                    \
+    (break_next_shape<sve_brkns_ppp>), "brkns p0.b, p1/z, p2.b, p0.b")                                        \
+  X(31_20__15_14__9_9__4_4, BreakPrevAPZ, P, "00100101 00 00 mmmm 11 gggg 0 nnnn 0 dddd", library,             \
+    (lib_break_prev), "brkpa p0.b, p1/z, p2.b, p3.b")                                                         \
+  X(31_20__15_14__9_9__4_4, BreakPrevAFlgPZ, P, "00100101 01 00 mmmm 11 gggg 0 nnnn 0 dddd", library,          \
+    (lib_break_prev), "brkpas p0.b, p1/z, p2.b, p3.b")                                                        \
+  X(31_20__15_14__9_9__4_4, BreakPrevBPZ, P, "00100101 00 00 mmmm 11 gggg 0 nnnn 1 dddd", direct,              \
+    (pppp<sve_brkpb_pppp>), "brkpb p0.b, p1/z, p2.b, p3.b")                                                   \
+  X(31_20__15_14__9_9__4_4, BreakPrevBFlgPZ, P, "00100101 01 00 mmmm 11 gggg 0 nnnn 1 dddd", direct,           \
+    (pppp<sve_brkpbs_pppp>), "brkpbs p0.b, p1/z, p2.b, p3.b")                                                 \
+  X(31_9__4_4, SetFirstActiveP, P, "00100101 01 011000 1100000 gggg 0 dddd", library, (lib_pfirst),            \
+    "pfirst p0.b, p1, p0.b")                                                                                  \
+  X(31_9__4_4, GenNextP, P8, "00100101 ss 011001 1100010 gggg 0 dddd", direct, (pnext_shape), "pnext p0.T, p1, p0.T") \
+  X(31_9__4_4, GenNextP, P16, "00100101 ss 011001 1100010 gggg 0 dddd", direct, (pnext_shape), "pnext p0.T, p1, p0.T") \
+  X(31_9__4_4, GenNextP, P32, "00100101 ss 011001 1100010 gggg 0 dddd", direct, (pnext_shape), "pnext p0.T, p1, p0.T") \
+  X(31_9__4_4, GenNextP, P64, "00100101 ss 011001 1100010 gggg 0 dddd", direct, (pnext_shape), "pnext p0.T, p1, p0.T")
+
+SVE_FAMILY(predicate_breaks, BREAKS)
