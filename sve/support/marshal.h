@@ -42,6 +42,7 @@ struct z_in {
   static VecV read(const cpu_state* s, uint32_t w) {
     VecV v;
     std::memcpy(v.b, s->z[field(w, hi, lo)], sve_vl_bytes);
+    std::memset(v.b + sve_vl_bytes, 0, sizeof v.b - sve_vl_bytes);  // room past the vector holds nothing
     return v;
   }
 };

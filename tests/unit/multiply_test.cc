@@ -118,13 +118,13 @@ TEST(Multiply, IndexedDotProductsTakeOneGroupPerSegment) {
   for (unsigned i = 0; i < sve_vl_bytes; ++i) s->z[2][i] = uint8_t(i);
   // sdot z0.s, z1.b, z2.b[3]: accumulators 0..3 use bytes 12..15, 4..7 bytes 28..31.
   ASSERT_EQ(test::run(s.get(), test::word("VecS32DotVVVIX") | 1 << 5 | 2 << 16 | 3 << 19), aarch64_decode_ok);
-  for (unsigned i = 0; i < 8; ++i)
+  for (unsigned i = 0; i < 8 && i < sve_vl_bytes / 4; ++i)
     EXPECT_EQ(elem<uint32_t>(s->z[0], i), i < 4 ? 12u + 13 + 14 + 15 : 28u + 29 + 30 + 31) << i;
   // udot z0.d, z1.h, z2.h[1]: accumulators 0, 1 use halfwords 4..7, 2, 3 halfwords 12..15.
   std::memset(s->z[0], 0, sve_vl_bytes);
   for (unsigned i = 0; i < sve_vl_bytes / 2; ++i) test::set_elem<uint16_t>(s->z[2], i, uint16_t(i));
   for (unsigned i = 0; i < sve_vl_bytes / 2; ++i) test::set_elem<uint16_t>(s->z[1], i, 1);
   ASSERT_EQ(test::run(s.get(), test::word("VecU64DotVVVIX") | 1 << 5 | 2 << 16 | 1 << 20), aarch64_decode_ok);
-  for (unsigned i = 0; i < 4; ++i)
+  for (unsigned i = 0; i < 4 && i < sve_vl_bytes / 8; ++i)
     EXPECT_EQ(elem<uint64_t>(s->z[0], i), i < 2 ? 4u + 5 + 6 + 7 : 12u + 13 + 14 + 15) << i;
 }

@@ -75,11 +75,12 @@ TEST(Breaks, BeforeAfterAndPropagation) {
   auto s = test::random_state(3);
   std::memset(s->p[1], 1, vl);  // Pg all true
   std::memset(s->p[2], 0, vl);
-  s->p[2][10] = 1;  // the break
+  const unsigned at = vl / 2;
+  s->p[2][at] = 1;  // the break
   run_ok(s.get(), pppp("VecPBreakAPZ", 3, 1, 2));
-  EXPECT_EQ(count(*s, 3), 11u);  // up to and including byte 10
+  EXPECT_EQ(count(*s, 3), at + 1);  // up to and including the break
   run_ok(s.get(), pppp("VecPBreakBPZ", 3, 1, 2));
-  EXPECT_EQ(count(*s, 3), 10u);
+  EXPECT_EQ(count(*s, 3), at);
   s->nzcv = 0;
   run_ok(s.get(), pppp("VecPBreakBFlgPZ", 4, 1, 2));
   EXPECT_EQ(std::memcmp(s->p[3], s->p[4], vl), 0);
@@ -96,17 +97,17 @@ TEST(Breaks, BeforeAfterAndPropagation) {
   // the first true one of Pm.
   std::memset(s->p[2], 1, vl);
   std::memset(s->p[6], 0, vl);
-  s->p[6][20] = 1;
+  s->p[6][vl - 3] = 1;
   run_ok(s.get(), pppp("VecPBreakPrevBPZ", 7, 1, 2, 6));
-  EXPECT_EQ(count(*s, 7), 20u);
+  EXPECT_EQ(count(*s, 7), vl - 3);
   run_ok(s.get(), pppp("VecPBreakPrevAPZ", 7, 1, 2, 6));
-  EXPECT_EQ(count(*s, 7), 21u);
+  EXPECT_EQ(count(*s, 7), vl - 2);
 }
 
 TEST(Breaks, PnextWalksTheActiveElements) {
   auto s = test::random_state(4);
   std::memset(s->p[1], 0, vl);
-  unsigned active[] = {2, 7, vl / 4 - 1};
+  unsigned active[] = {1, vl / 8, vl / 4 - 1};
   for (unsigned e : active) s->p[1][e * 4] = 1;
   std::memset(s->p[0], 0, vl);
   for (unsigned e : active) {
@@ -121,6 +122,6 @@ TEST(Breaks, PnextWalksTheActiveElements) {
   std::memset(s->p[2], 0, vl);
   s->p[2][vl - 1] = 1;
   run_ok(s.get(), test::word("VecPSetFirstActiveP") | 1u << 5 | 2u);
-  EXPECT_EQ(s->p[2][8], 1);
+  EXPECT_EQ(s->p[2][active[0] * 4], 1);
   EXPECT_EQ(count(*s, 2), 2u);
 }
