@@ -244,8 +244,19 @@ def main():
     emu = {side: results(run(cmd, batch), cases, layout) for side, cmd in sides.items()}
 
     expected = load_expected(args.expected, args.vl)
+    # An address built from random operands may fall on memory that the
+    # qemu guest has mapped (its own image, heap or stack) but the native
+    # process has not, or the other way round. Where only the native side
+    # differs, only in whether it faulted, and the AArch64 side, running the
+    # same code in the guest, agrees with the reference, the case says
+    # nothing about the emulator: it is set apart as unrunnable.
+    def address_space_only(i):
+        return ("native" in emu and "aarch64" in emu and emu["aarch64"][i][:2] == ref[i][:2] and
+                (emu["native"][i][0] == 0) != (ref[i][0] == 0) and 2 in (emu["native"][i][0], ref[i][0]))
+    elsewhere = [i for i in range(len(cases)) if ref[i][0] != CRASHED and address_space_only(i)]
     failed = [(i, side) for side in emu for i in range(len(cases))
-              if emu[side][i][:2] != ref[i][:2] and ref[i][0] != CRASHED]
+              if emu[side][i][:2] != ref[i][:2] and ref[i][0] != CRASHED and
+              not (side == "native" and i in set(elsewhere))]
     # Re-run the differing cases with whole dumps to name the fields.
     idx = sorted({i for i, _ in failed})
     details = {}
@@ -301,6 +312,11 @@ def main():
               (name, n, cases[i][0], cases[i][2]))
     for i in crashed:
         per_family[owner[i]["family"]]["unrunnable"] += len(sides)
+    for i in elsewhere:
+        per_family[owner[i]["family"]]["unrunnable"] += 1
+    if elsewhere:
+        print("UNRUNNABLE on the native side: %d cases whose random address is mapped in only one of the two "
+              "processes (the AArch64 side agrees with the reference)" % len(elsewhere))
     print("%-24s %8s %8s %8s %8s %10s" % ("family", "cases", "passed", "excused", "failed", "unrunnable"))
     for family, c in per_family.items():
         runs = c["cases"] * len(sides)

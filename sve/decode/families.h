@@ -25,7 +25,9 @@
   X(move_broadcast)       \
   X(memory_contiguous)    \
   X(memory_replicate)     \
-  X(memory_fill_spill)
+  X(memory_fill_spill)    \
+  X(memory_gather_scatter) \
+  X(memory_prefetch)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

@@ -106,11 +106,16 @@ inline void make_state(uint64_t seed, unsigned size, state& st) {
   rng r{seed};
   std::memset(&st, 0, sizeof st);
   unsigned e = 1u << (size > 3 ? 3 : size);
+  // Vectors of random bytes and special values, and now and then vectors of
+  // arena addresses or of small offsets (some negative as 32-bit numbers)
+  // for the gathers and scatters.
   for (auto& z : st.z) {
-    unsigned kind = r.below(4);
+    unsigned kind = r.below(6);
     for (unsigned i = 0; i < vl; i += e) {
       uint64_t v = kind == 0 || r.below(4) ? r.next() : special(r, size > 3 ? 3 : size);
       if (kind == 1 && r.below(2)) v = special(r, size > 3 ? 3 : size);
+      if (kind == 4) v = arena_address(r);
+      if (kind == 5) v = r.below(8) ? r.below(512) : uint32_t(-int32_t(r.below(64)));
       std::memcpy(&z[i], &v, e);
     }
   }
