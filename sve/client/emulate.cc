@@ -3,12 +3,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "../decode/direct.h"
 #include "../decode/stats.h"
 
 namespace sve {
 
 void emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
   s->pc = addr;
+  // Native floating point computes under the program's FPCR and adds to its
+  // FPSR, whatever the host's own code between the two left in them.
+  load_host_fp(s);
   if (h(s, word) == aarch64_decode_ok)
     update_sve_stats(addr, word);
   else

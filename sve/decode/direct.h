@@ -62,8 +62,16 @@ inline uint32_t host_fpsr() {
   return uint32_t(v);
 }
 inline void copy_host_fpsr(cpu_state* s) { s->fpsr = host_fpsr(); }
+// Puts the thread's FPCR and FPSR into the processor, for a host that takes
+// the registers from somewhere else than the running program (a signal
+// frame, a test case): the native kernels then compute under the program's
+// controls and add to its flags.
+inline void load_host_fp(const cpu_state* s) {
+  asm volatile("msr fpcr, %0\n\tmsr fpsr, %1" : : "r"(uint64_t(s->fpcr)), "r"(uint64_t(s->fpsr)));
+}
 #else
 inline void copy_host_fpsr(cpu_state*) {}
+inline void load_host_fp(const cpu_state*) {}
 #endif
 
 // Direct-route handler bodies by shape. `NativeFp` marks the handlers whose
@@ -126,6 +134,17 @@ struct vvvm_mad : direct_base<Kernel, NativeFp> {
     constexpr uint32_t c = T::code;
     return vvvm_mad::call(s, w, z_dst_src(w, 4, 0, c), p_gov(w, 12, 10, P_M), z_plain(w, 20, 16, c),
                           z_plain(w, 9, 5, c));
+  }
+};
+
+// Zdn 4:0, Pg 12:10 merging, the i1 selector at bit 5: floating-point
+// arithmetic with an immediate.
+template <auto Kernel, bool NativeFp = false>
+struct vim_fp : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return vim_fp::call(s, w, z_dst_src(w, 4, 0, T::code), p_gov(w, 12, 10, P_M),
+                        aarch64_sve_fp_arith_imm{uint8_t(field(w, 5, 5))});
   }
 };
 

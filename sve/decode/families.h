@@ -27,7 +27,8 @@
   X(memory_replicate)     \
   X(memory_fill_spill)    \
   X(memory_gather_scatter) \
-  X(memory_prefetch)
+  X(memory_prefetch)      \
+  X(fp_arithmetic)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

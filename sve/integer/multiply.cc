@@ -143,11 +143,6 @@ SVE_DOT(U64, uint64_t, false)
 
 // The indexed dot product: Zm and the index share bits 20:16, split by the
 // accumulator size.
-template <int hi, int lo>
-struct field_in {
-  template <class T>
-  static uint64_t value(uint32_t w) { return field(w, hi, lo); }
-};
 using lib_dot = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<20, 16>>;
 using lib_dot_s = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>>;
 using lib_dot_d = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>>;

@@ -91,6 +91,13 @@ struct imm_in {
   static auto read(const cpu_state*, uint32_t w) { return Decode::template value<T>(w); }
 };
 
+// A plain field of the word, for imm_in.
+template <int hi, int lo>
+struct field_in {
+  template <class T>
+  static uint64_t value(uint32_t w) { return field(w, hi, lo); }
+};
+
 // Destinations.
 template <int hi, int lo>
 struct to_z {

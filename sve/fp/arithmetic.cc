@@ -1,0 +1,283 @@
+// Element-wise floating-point arithmetic: add, subtract and their reversed
+// forms, multiply, multiply extended, divide, absolute difference, absolute
+// value, negate, maximum and minimum in both NaN conventions, and square
+// root. Half precision always takes the library route; single and double
+// precision take native kernels for the common operations and the library
+// for the rest.
+#include "../decode/direct.h"
+#include "../decode/families.h"
+#include "../support/marshal.h"
+#include "fp_loop.h"
+
+namespace sve {
+
+namespace {
+
+SVE_FP_BINARY_OP(op_fadd, "fadd", FPAdd)
+SVE_FP_BINARY_OP(op_fsub, "fsub", FPSub)
+SVE_FP_BINARY_OP(op_fmul, "fmul", FPMul)
+SVE_FP_BINARY_OP(op_fdiv, "fdiv", FPDiv)
+SVE_FP_BINARY_OP(op_fmax, "fmax", FPMax)
+SVE_FP_BINARY_OP(op_fmaxnm, "fmaxnm", FPMaxNum)
+SVE_FP_BINARY_OP(op_fminnm, "fminnm", FPMinNum)
+SVE_FP_UNARY_OP(op_fsqrt, "fsqrt", FPSqrt)
+
+// The two constants that the i1 bit of an immediate form chooses between.
+enum class imm_kind { add, mul, max };
+template <class T>
+T fp_immediate(imm_kind k, bool i1) {
+  using f = fp_format<T>;
+  const T half = T(T(f::bias - 1) << f::F);
+  switch (k) {
+    case imm_kind::add: return i1 ? f::one : half;
+    case imm_kind::mul: return i1 ? f::two : half;
+    default: return i1 ? f::one : T(0);
+  }
+}
+
+// Kernel bodies: Zdn = Zdn op Zm (or Zm op Zdn), Zd = Zn op Zm, Zdn = Zdn op
+// immediate (or immediate op Zdn), Zd = op Zn.
+template <class Op, bool Reversed>
+aarch64_decode_rc zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  const uint8_t *a = s->z[zdn.reg], *b = s->z[zm.reg];
+  return fp_kernel_merge(s, zdn, pg, [&](auto t, unsigned i) {
+    using T = decltype(t);
+    const T x = load<T>(a + i), y = load<T>(b + i);
+    return Reversed ? fp_kernel_element<Op>(s, y, x) : fp_kernel_element<Op>(s, x, y);
+  });
+}
+template <class Op>
+aarch64_decode_rc zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
+  return fp_kernel_all(s, zd, [&](auto t, unsigned i) {
+    using T = decltype(t);
+    return fp_kernel_element<Op>(s, load<T>(a + i), load<T>(b + i));
+  });
+}
+template <class Op, imm_kind Kind, bool Reversed>
+aarch64_decode_rc zpi(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm) {
+  const uint8_t* a = s->z[zdn.reg];
+  return fp_kernel_merge(s, zdn, pg, [&](auto t, unsigned i) {
+    using T = decltype(t);
+    const T x = load<T>(a + i), y = fp_immediate<T>(Kind, imm.i1);
+    return Reversed ? fp_kernel_element<Op>(s, y, x) : fp_kernel_element<Op>(s, x, y);
+  });
+}
+
+}  // namespace
+
+#define SVE_FP_ZPZ(name, Op, reversed)                                                        \
+  aarch64_decode_rc sve_##name##_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg,       \
+                                     aarch64_z_reg zm) {                                      \
+    return zpz<Op, reversed>(s, zdn, pg, zm);                                                  \
+  }
+#define SVE_FP_ZZZ(name, Op)                                                                  \
+  aarch64_decode_rc sve_##name##_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn,        \
+                                     aarch64_z_reg zm) {                                      \
+    return zzz<Op>(s, zd, zn, zm);                                                             \
+  }
+#define SVE_FP_ZPI(name, Op, kind, reversed)                                                  \
+  aarch64_decode_rc sve_##name##_zpi(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg,       \
+                                     aarch64_sve_fp_arith_imm imm) {                          \
+    return zpi<Op, imm_kind::kind, reversed>(s, zdn, pg, imm);                                 \
+  }
+SVE_FP_ZPZ(fadd, op_fadd, false)
+SVE_FP_ZPZ(fsub, op_fsub, false)
+SVE_FP_ZPZ(fsubr, op_fsub, true)
+SVE_FP_ZPZ(fmul, op_fmul, false)
+SVE_FP_ZPZ(fdiv, op_fdiv, false)
+SVE_FP_ZPZ(fdivr, op_fdiv, true)
+SVE_FP_ZPZ(fmax, op_fmax, false)
+SVE_FP_ZPZ(fmaxnm, op_fmaxnm, false)
+SVE_FP_ZPZ(fminnm, op_fminnm, false)
+SVE_FP_ZZZ(fadd, op_fadd)
+SVE_FP_ZZZ(fsub, op_fsub)
+SVE_FP_ZZZ(fmul, op_fmul)
+SVE_FP_ZPI(fadd, op_fadd, add, false)
+SVE_FP_ZPI(fsub, op_fsub, add, false)
+SVE_FP_ZPI(fsubr, op_fsub, add, true)
+SVE_FP_ZPI(fmul, op_fmul, mul, false)
+#undef SVE_FP_ZPZ
+#undef SVE_FP_ZZZ
+#undef SVE_FP_ZPI
+
+aarch64_decode_rc sve_fsqrt_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  const uint8_t* a = s->z[zn.reg];
+  return fp_kernel_merge(s, zd, pg, [&](auto t, unsigned i) {
+    using T = decltype(t);
+    return fp_kernel_element<op_fsqrt>(s, load<T>(a + i));
+  });
+}
+
+// Negation flips the sign bit alone, of a NaN too, and raises nothing.
+aarch64_decode_rc sve_fneg_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  const uint8_t* a = s->z[zn.reg];
+  return fp_kernel_merge(s, zd, pg, [&](auto t, unsigned i) {
+    using T = decltype(t);
+    return FPNeg(load<T>(a + i));
+  });
+}
+
+namespace lib {
+
+namespace {
+
+// FMUL (indexed): in each 128-bit segment, every element of Zn times the
+// element of Zm at the index within that segment.
+template <class T>
+VecV mul_indexed(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) {
+  constexpr unsigned per_segment = 16 / sizeof(T);
+  VecV r = zn;
+  const unsigned n = c->elements(sizeof(T) * 8);
+  for (unsigned i = 0; i < n; ++i) {
+    const T m = zm.get<T>(unsigned(i / per_segment * per_segment + index));
+    r.set<T>(i, fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) { return FPMul(zn.get<T>(i), m, s); }));
+  }
+  return r;
+}
+
+}  // namespace
+
+#define SVE_FP_VVM(type, W, op, expr)                                                         \
+  VecV Vec##type##op##VVM(VecV zdn, PredV pg, VecV zm, CpuContext* c) {                       \
+    return fp_routine_merge<W>(zdn, pg, zm, c, [](W a, W b, FPSCR& s) -> W { return expr; }); \
+  }
+// The immediate stands in the second operand's place: b below.
+#define SVE_FP_VIM(type, W, op, kind, expr)                                                   \
+  VecV Vec##type##op##VIM(VecV zdn, PredV pg, bool i1, CpuContext* c) {                       \
+    const W b = fp_immediate<W>(imm_kind::kind, i1);                                          \
+    return fp_routine_merge<W>(zdn, pg, zdn, c, [b](W a, W, FPSCR& s) -> W { return expr; }); \
+  }
+#define SVE_FP_VVX(type, W, op, expr)                                                         \
+  VecV Vec##type##op##VVX(VecV zn, VecV zm, CpuContext* c) {                                  \
+    return fp_routine_pair<W>(zn, zm, c, [](W a, W b, FPSCR& s) -> W { return expr; });       \
+  }
+// The sign operations set no status bit and merge nothing.
+#define SVE_FP_SIGN_VM(type, W, op, expr)                                                     \
+  VecV Vec##type##op##VM(VecV zd, PredV pg, VecV zn, CpuContext* c) {                         \
+    return routine_merge_unary<W>(zd, pg, zn, c, [](W a) -> W { return expr; });              \
+  }
+
+// The routines that every format has: no native kernel does these.
+#define SVE_FP_LIBRARY_ONLY(type, W)                                                          \
+  SVE_FP_VVM(type, W, MulX, FPMulX(a, b, s))                                                  \
+  SVE_FP_VVM(type, W, Abd, W(FPSub(a, b, s) & ~fp_format<W>::sign))                            \
+  SVE_FP_VVM(type, W, Min, FPMin(a, b, s))                                                    \
+  SVE_FP_SIGN_VM(type, W, Abs, W(a & ~fp_format<W>::sign))                                    \
+  SVE_FP_VIM(type, W, Max, max, FPMax(a, b, s))                                               \
+  SVE_FP_VIM(type, W, Min, max, FPMin(a, b, s))                                               \
+  SVE_FP_VIM(type, W, MaxNum, max, FPMaxNum(a, b, s))                                         \
+  SVE_FP_VIM(type, W, MinNum, max, FPMinNum(a, b, s))                                         \
+  VecV Vec##type##MulVVIX(VecV zn, VecV zm, uint64_t index, CpuContext* c) {                  \
+    return mul_indexed<W>(zn, zm, index, c);                                                  \
+  }
+SVE_FP_LIBRARY_ONLY(F16, uint16_t)
+SVE_FP_LIBRARY_ONLY(F32, uint32_t)
+SVE_FP_LIBRARY_ONLY(D64, uint64_t)
+
+// Half precision: the operations that single and double precision do natively.
+SVE_FP_VVM(F16, uint16_t, Add, FPAdd(a, b, s))
+SVE_FP_VVM(F16, uint16_t, Sub, FPSub(a, b, s))
+SVE_FP_VVM(F16, uint16_t, SubR, FPSub(b, a, s))
+SVE_FP_VVM(F16, uint16_t, Mul, FPMul(a, b, s))
+SVE_FP_VVM(F16, uint16_t, Div, FPDiv(a, b, s))
+SVE_FP_VVM(F16, uint16_t, DivR, FPDiv(b, a, s))
+SVE_FP_VVM(F16, uint16_t, Max, FPMax(a, b, s))
+SVE_FP_VVM(F16, uint16_t, MaxNum, FPMaxNum(a, b, s))
+SVE_FP_VVM(F16, uint16_t, MinNum, FPMinNum(a, b, s))
+SVE_FP_VIM(F16, uint16_t, Add, add, FPAdd(a, b, s))
+SVE_FP_VIM(F16, uint16_t, Sub, add, FPSub(a, b, s))
+SVE_FP_VIM(F16, uint16_t, SubR, add, FPSub(b, a, s))
+SVE_FP_VIM(F16, uint16_t, Mul, mul, FPMul(a, b, s))
+SVE_FP_VVX(F16, uint16_t, Add, FPAdd(a, b, s))
+SVE_FP_VVX(F16, uint16_t, Sub, FPSub(a, b, s))
+SVE_FP_VVX(F16, uint16_t, Mul, FPMul(a, b, s))
+SVE_FP_SIGN_VM(F16, uint16_t, Neg, FPNeg(a))
+VecV VecF16SqrtVM(VecV zd, PredV pg, VecV zn, CpuContext* c) {
+  return fp_routine_unary<uint16_t>(zd, pg, zn, c, [](uint16_t a, FPSCR& s) { return FPSqrt(a, s); });
+}
+#undef SVE_FP_VVM
+#undef SVE_FP_VIM
+#undef SVE_FP_VVX
+#undef SVE_FP_SIGN_VM
+#undef SVE_FP_LIBRARY_ONLY
+
+}  // namespace lib
+
+namespace {
+
+using lib_vim_fp = library<to_z<4, 0>, z_in<4, 0>, p_in<12, 10>, imm_in<field_in<5, 5>>>;
+
+// FMUL (indexed): Zm and the index share bits 22:16 by precision.
+struct half_index {
+  template <class T>
+  static uint64_t value(uint32_t w) { return field(w, 22, 22) << 2 | field(w, 20, 19); }
+};
+using lib_mul_index_h = library<to_z<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<half_index>>;
+using lib_mul_index_s = library<to_z<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>>;
+using lib_mul_index_d = library<to_z<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>>;
+
+}  // namespace
+
+}  // namespace sve
+
+using namespace sve;
+
+// "01100101 ss 00 opc 100 ggg mmmmm ddddd": Zdn = Zdn op Zm.
+#define FP_VVM(opc, mnemonic) "01100101 ss 00 " opc " 100 ggg mmmmm ddddd", mnemonic " z0.T, p0/m, z0.T, z1.T"
+// "01100101 ss 011 opc 100 ggg 0000 i ddddd": Zdn = Zdn op immediate.
+#define FP_VIM(opc, mnemonic, imm) "01100101 ss 011 " opc " 100 ggg 0000 i ddddd", mnemonic " z0.T, p0/m, z0.T, #" imm
+// "01100101 ss 0 mmmmm 000 opc nnnnn ddddd": Zd = Zn op Zm, unpredicated.
+#define FP_VVX(opc, mnemonic) "01100101 ss 0 mmmmm 000 " opc " nnnnn ddddd", mnemonic " z0.T, z1.T, z2.T"
+
+// A row per precision: half on the library route, single and double on the
+// direct route with `direct_impl`, or all three on the library route.
+#define SVE_FP3_DIRECT(X, map, op, lib_impl, direct_impl, pattern, sample) \
+  X(map, op, F16, pattern, library, lib_impl, sample)                      \
+  X(map, op, F32, pattern, direct, direct_impl, sample)                    \
+  X(map, op, D64, pattern, direct, direct_impl, sample)
+#define SVE_FP3_DIRECT_(...) SVE_FP3_DIRECT(__VA_ARGS__)
+#define SVE_FP3_LIBRARY(X, map, op, lib_impl, pattern, sample) \
+  X(map, op, F16, pattern, library, lib_impl, sample)          \
+  X(map, op, F32, pattern, library, lib_impl, sample)          \
+  X(map, op, D64, pattern, library, lib_impl, sample)
+#define SVE_FP3_LIBRARY_(...) SVE_FP3_LIBRARY(__VA_ARGS__)
+
+#define FP_ARITHMETIC(X)                                                                                   \
+  SVE_FP3_DIRECT_(X, 31_13, AddVVM, (lib_vvm), (vvm<sve_fadd_zpz, true>), FP_VVM("0000", "fadd"))          \
+  SVE_FP3_DIRECT_(X, 31_13, SubVVM, (lib_vvm), (vvm<sve_fsub_zpz, true>), FP_VVM("0001", "fsub"))          \
+  SVE_FP3_DIRECT_(X, 31_13, MulVVM, (lib_vvm), (vvm<sve_fmul_zpz, true>), FP_VVM("0010", "fmul"))          \
+  SVE_FP3_DIRECT_(X, 31_13, SubRVVM, (lib_vvm), (vvm<sve_fsubr_zpz, true>), FP_VVM("0011", "fsubr"))       \
+  SVE_FP3_DIRECT_(X, 31_13, MaxNumVVM, (lib_vvm), (vvm<sve_fmaxnm_zpz, true>), FP_VVM("0100", "fmaxnm"))   \
+  SVE_FP3_DIRECT_(X, 31_13, MinNumVVM, (lib_vvm), (vvm<sve_fminnm_zpz, true>), FP_VVM("0101", "fminnm"))   \
+  SVE_FP3_DIRECT_(X, 31_13, MaxVVM, (lib_vvm), (vvm<sve_fmax_zpz, true>), FP_VVM("0110", "fmax"))          \
+  SVE_FP3_LIBRARY_(X, 31_13, MinVVM, (lib_vvm), FP_VVM("0111", "fmin"))                                    \
+  SVE_FP3_LIBRARY_(X, 31_13, AbdVVM, (lib_vvm), FP_VVM("1000", "fabd"))                                    \
+  SVE_FP3_LIBRARY_(X, 31_13, MulXVVM, (lib_vvm), FP_VVM("1010", "fmulx"))                                  \
+  SVE_FP3_DIRECT_(X, 31_13, DivRVVM, (lib_vvm), (vvm<sve_fdivr_zpz, true>), FP_VVM("1100", "fdivr"))       \
+  SVE_FP3_DIRECT_(X, 31_13, DivVVM, (lib_vvm), (vvm<sve_fdiv_zpz, true>), FP_VVM("1101", "fdiv"))          \
+  SVE_FP3_DIRECT_(X, 31_13__9_6, AddVIM, (lib_vim_fp), (vim_fp<sve_fadd_zpi, true>), FP_VIM("000", "fadd", "0.5")) \
+  SVE_FP3_DIRECT_(X, 31_13__9_6, SubVIM, (lib_vim_fp), (vim_fp<sve_fsub_zpi, true>), FP_VIM("001", "fsub", "0.5")) \
+  SVE_FP3_DIRECT_(X, 31_13__9_6, MulVIM, (lib_vim_fp), (vim_fp<sve_fmul_zpi, true>), FP_VIM("010", "fmul", "2.0")) \
+  SVE_FP3_DIRECT_(X, 31_13__9_6, SubRVIM, (lib_vim_fp), (vim_fp<sve_fsubr_zpi, true>),                    \
+                  FP_VIM("011", "fsubr", "1.0"))                                                           \
+  SVE_FP3_LIBRARY_(X, 31_13__9_6, MaxNumVIM, (lib_vim_fp), FP_VIM("100", "fmaxnm", "1.0"))                 \
+  SVE_FP3_LIBRARY_(X, 31_13__9_6, MinNumVIM, (lib_vim_fp), FP_VIM("101", "fminnm", "0.0"))                 \
+  SVE_FP3_LIBRARY_(X, 31_13__9_6, MaxVIM, (lib_vim_fp), FP_VIM("110", "fmax", "0.0"))                      \
+  SVE_FP3_LIBRARY_(X, 31_13__9_6, MinVIM, (lib_vim_fp), FP_VIM("111", "fmin", "1.0"))                      \
+  SVE_FP3_DIRECT_(X, 31_21__15_10, AddVVX, (lib_vvx), (vvx<sve_fadd_zzz, true>), FP_VVX("000", "fadd"))    \
+  SVE_FP3_DIRECT_(X, 31_21__15_10, SubVVX, (lib_vvx), (vvx<sve_fsub_zzz, true>), FP_VVX("001", "fsub"))    \
+  SVE_FP3_DIRECT_(X, 31_21__15_10, MulVVX, (lib_vvx), (vvx<sve_fmul_zzz, true>), FP_VVX("010", "fmul"))    \
+  SVE_FP3_LIBRARY_(X, 31_13, AbsVM, (lib_vm), "00000100 ss 011 100 101 ggg nnnnn ddddd", "fabs z0.T, p0/m, z1.T") \
+  SVE_FP3_DIRECT_(X, 31_13, NegVM, (lib_vm), (vm<sve_fneg_zpz>), "00000100 ss 011 101 101 ggg nnnnn ddddd", \
+                  "fneg z0.T, p0/m, z1.T")                                                                 \
+  SVE_FP3_DIRECT_(X, 31_13, SqrtVM, (lib_vm), (vm<sve_fsqrt_zpz, true>),                                   \
+                  "01100101 ss 001 101 101 ggg nnnnn ddddd", "fsqrt z0.T, p0/m, z1.T")                     \
+  X(31_23__21_21__15_10, MulVVIX, F16, "01100100 0 i 1 iimmm 001000 nnnnn ddddd", library, (lib_mul_index_h), \
+    "fmul z0.h, z1.h, z2.h[7]")                                                                            \
+  X(31_21__15_10, MulVVIX, F32, "01100100 10 1 iimmm 001000 nnnnn ddddd", library, (lib_mul_index_s),      \
+    "fmul z0.s, z1.s, z2.s[3]")                                                                            \
+  X(31_21__15_10, MulVVIX, D64, "01100100 11 1 immmm 001000 nnnnn ddddd", library, (lib_mul_index_d),      \
+    "fmul z0.d, z1.d, z2.d[1]")
+
+SVE_FAMILY(fp_arithmetic, FP_ARITHMETIC)

@@ -1,0 +1,141 @@
+// The two element loops of the floating-point instructions.
+//
+// Library route: a routine computes each active element with the library
+// under a fresh FPSCR made from the context's fpcr and merges the status
+// bits into the context's fpsr, in ascending element order.
+//
+// Direct route: a kernel computes each active element with the AArch64
+// instruction of the operation, under the processor's own FPCR, and the
+// handler copies the processor's FPSR afterwards. On a host that is not
+// AArch64 the kernel's element operation is the library operation under the
+// routine protocol instead, which gives the same bits and flags.
+//
+// Both loops leave inactive elements as they were, with no arithmetic, so
+// that a NaN in an inactive element raises nothing.
+#pragma once
+
+#include <bit>
+
+#include "../fplib/fplib.h"
+#include "../integer/kernel_loop.h"
+#include "../support/routine_loop.h"
+
+namespace sve {
+
+// The FPSR bits that the merge keeps: N, Z, C, V, QC and the cumulative
+// exception flags.
+inline constexpr uint32_t fpsr_status_mask = 0xf800009f;
+
+// One library operation on one element: op(FPSCR&) under a fresh FPSCR made
+// from fpcr, its status bits merged into fpsr.
+template <class Op>
+inline auto fp_element(uint32_t fpcr, uint32_t& fpsr, Op op) {
+  FPSCR fpscr = fpcr;
+  const auto r = op(fpscr);
+  fpsr = (fpsr | fpscr) & fpsr_status_mask;
+  return r;
+}
+
+// Routine loops: op(x, y, fpscr) or op(x, fpscr) on the format's words.
+template <class T, class Op>
+VecV fp_routine_merge(const VecV& a, const PredV& pg, const VecV& b, CpuContext* c, Op op) {
+  return routine_merge<T>(a, pg, b, c, [&](T x, T y) {
+    return fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) { return op(x, y, s); });
+  });
+}
+template <class T, class Op>
+VecV fp_routine_unary(const VecV& a, const PredV& pg, const VecV& b, CpuContext* c, Op op) {
+  return fp_routine_merge<T>(a, pg, b, c, [&](T, T y, FPSCR& s) { return op(y, s); });
+}
+template <class T, class Op>
+VecV fp_routine_pair(const VecV& a, const VecV& b, CpuContext* c, Op op) {
+  return routine_pair<T>(a, b, c, [&](T x, T y) {
+    return fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) { return op(x, y, s); });
+  });
+}
+
+// The host's type of the format of T, for the native operations.
+template <class T>
+using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
+
+// Defines Name, an element operation of the direct kernels: `native` runs the
+// AArch64 instruction Insn on scalar registers (AArch64 hosts only), and
+// `library` the library operation Lib.
+#if defined(__aarch64__)
+#define SVE_FP_NATIVE_BINARY(insn)                                                          \
+  static float native(float a, float b) {                                                   \
+    float r;                                                                                \
+    asm volatile(insn " %s0, %s1, %s2" : "=w"(r) : "w"(a), "w"(b));                         \
+    return r;                                                                               \
+  }                                                                                         \
+  static double native(double a, double b) {                                                \
+    double r;                                                                               \
+    asm volatile(insn " %d0, %d1, %d2" : "=w"(r) : "w"(a), "w"(b));                         \
+    return r;                                                                               \
+  }
+#define SVE_FP_NATIVE_UNARY(insn)                                                           \
+  static float native(float a) {                                                            \
+    float r;                                                                                \
+    asm volatile(insn " %s0, %s1" : "=w"(r) : "w"(a));                                      \
+    return r;                                                                               \
+  }                                                                                         \
+  static double native(double a) {                                                          \
+    double r;                                                                               \
+    asm volatile(insn " %d0, %d1" : "=w"(r) : "w"(a));                                      \
+    return r;                                                                               \
+  }
+#else
+#define SVE_FP_NATIVE_BINARY(insn)
+#define SVE_FP_NATIVE_UNARY(insn)
+#endif
+#define SVE_FP_BINARY_OP(name, insn, lib)                                                   \
+  struct name {                                                                             \
+    SVE_FP_NATIVE_BINARY(insn)                                                              \
+    template <class T>                                                                      \
+    static T library(T a, T b, FPSCR& s) { return lib(a, b, s); }                           \
+  };
+#define SVE_FP_UNARY_OP(name, insn, lib)                                                    \
+  struct name {                                                                             \
+    SVE_FP_NATIVE_UNARY(insn)                                                               \
+    template <class T>                                                                      \
+    static T library(T a, FPSCR& s) { return lib(a, s); }                                   \
+  };
+
+// Op on the elements x... of a direct kernel.
+template <class Op, class T, class... U>
+inline T fp_kernel_element(cpu_state* s, T x, U... y) {
+#if defined(__aarch64__)
+  (void)s;
+  return std::bit_cast<T>(Op::native(std::bit_cast<host_float<T>>(x), std::bit_cast<host_float<T>>(T(y))...));
+#else
+  return fp_element(s->fpcr | s->fpcr_high, s->fpsr, [&](FPSCR& f) { return Op::library(x, T(y)..., f); });
+#endif
+}
+
+// The kernel loop: elem(i) for each active element at byte offset i, the old
+// destination element elsewhere, through a temporary. Single and double
+// precision are the only paths.
+template <class F>
+inline aarch64_decode_rc fp_kernel_merge(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, F&& elem) {
+  return by_size<Z_D, Z_S>(zd.rw_elem == Z_NONE ? zd.elem : zd.rw_elem, [&](auto e) {
+    using T = decltype(e);
+    alignas(16) uint8_t tmp[sve_vl_bytes];
+    const uint8_t* p = s->p[pg.reg];
+    uint8_t* d = s->z[zd.reg];
+    for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T))
+      store<T>(tmp + i, (p[i] & 1) ? T(elem(T{}, i)) : load<T>(d + i));
+    std::memcpy(d, tmp, sve_vl_bytes);
+    return aarch64_decode_ok;
+  });
+}
+
+// The unpredicated kernel loop: elem(i) for every element.
+template <class F>
+inline aarch64_decode_rc fp_kernel_all(cpu_state* s, aarch64_z_reg zd, F&& elem) {
+  return by_size<Z_D, Z_S>(zd.elem, [&](auto e) {
+    using T = decltype(e);
+    return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return T(elem(T{}, i)); });
+  });
+}
+
+}  // namespace sve

@@ -1,0 +1,258 @@
+// The floating-point library: agreement with the host's own IEEE arithmetic
+// on random operands in every rounding mode, and the architecture's rules
+// where IEEE leaves a choice (NaN selection, default NaN, flushing, the
+// sign of exact zeros, underflow judged before rounding).
+#include <cfenv>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "sve/fplib/fplib.h"
+#include "sve/fplib/number.h"
+
+using namespace sve;
+
+namespace {
+
+constexpr FPSCR RM(int mode) { return FPSCR(mode) << 22; }
+constexpr FPSCR FZ = 1u << 24, DN = 1u << 25, FZ16 = 1u << 19;
+
+template <class T> struct host;
+template <> struct host<uint32_t> { using type = float; };
+template <> struct host<uint64_t> { using type = double; };
+
+template <class T> typename host<T>::type value(T bits) {
+  typename host<T>::type v;
+  std::memcpy(&v, &bits, sizeof v);
+  return v;
+}
+template <class T, class V> T bits_of(V v) {
+  T b;
+  std::memcpy(&b, &v, sizeof b);
+  return b;
+}
+
+// Operands that reach every path: specials, denormals, random bits, and
+// pairs close enough to cancel.
+template <class T>
+T operand(std::mt19937_64& r, T other) {
+  using f = fp_format<T>;
+  switch (r() % 6) {
+    case 0: {
+      const T specials[] = {0, f::sign, f::infinity, f::inf(1), 1, T(f::frac_mask), f::one, f::max_normal,
+                            T(T(1) << f::F), T(f::one + 1), T(f::sign | f::two)};
+      return specials[r() % std::size(specials)];
+    }
+    case 1: return T(r() & f::frac_mask);                            // denormal
+    case 2: return T(other ^ (r() & 7) ^ (r() % 2 ? f::sign : 0));  // near the other operand
+    case 3: return T(T(r()) & ~f::infinity) | T(T(f::bias - 2 + r() % 5) << f::F);  // near 1
+    default: {
+      T v;
+      do v = T(r()); while (f::is_nan(v));
+      return v;
+    }
+  }
+}
+
+const int host_modes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
+
+int host_flags() {
+  int e = std::fetestexcept(FE_ALL_EXCEPT), f = 0;
+  if (e & FE_INVALID) f |= FP_IOC;
+  if (e & FE_DIVBYZERO) f |= FP_DZC;
+  if (e & FE_OVERFLOW) f |= FP_OFC;
+  if (e & FE_UNDERFLOW) f |= FP_UFC;
+  if (e & FE_INEXACT) f |= FP_IXC;
+  return f;
+}
+
+// Runs `ours` and `theirs` on the same random operands in each rounding mode
+// and compares the bits and the five IEEE flags. Where the host rounds a tiny
+// value up to the smallest normal its underflow flag is judged after
+// rounding, ours (as the architecture's) before: that one flag is not compared.
+template <class T, class Ours, class Theirs>
+void agree_with_host(const char* what, Ours ours, Theirs theirs) {
+  using f = fp_format<T>;
+  std::mt19937_64 r(sizeof(T) * 1000 + what[0] + what[1]);
+  int failures = 0;
+  for (int i = 0; i < 200000 && failures < 5; ++i) {
+    const int mode = i % 4;
+    const T a = operand<T>(r, 0), b = operand<T>(r, a), c = operand<T>(r, a);
+    FPSCR fpscr = RM(mode);
+    const T got = ours(a, b, c, fpscr);
+    std::fesetround(host_modes[mode]);
+    std::feclearexcept(FE_ALL_EXCEPT);
+    volatile auto va = value(a), vb = value(b), vc = value(c);
+    const T want = bits_of<T>(theirs(va, vb, vc));
+    const int want_flags = host_flags();
+    std::fesetround(FE_TONEAREST);
+    int mask = FP_IOC | FP_DZC | FP_OFC | FP_UFC | FP_IXC;
+    if (T(want & ~f::sign) == T(T(1) << f::F)) mask &= ~FP_UFC;
+    const bool same = f::is_nan(want) ? f::is_nan(got) : got == want;
+    if (!same || (int(fpscr) & mask) != (want_flags & mask)) {
+      ++failures;
+      ADD_FAILURE() << what << " mode " << mode << std::hex << " a " << a << " b " << b << " c " << c << " got "
+                    << got << " flags " << fpscr << " want " << want << " flags " << want_flags;
+    }
+  }
+}
+
+template <class T>
+void arithmetic_agrees() {
+  using H = typename host<T>::type;
+  agree_with_host<T>("add", [](T a, T b, T, FPSCR& s) { return FPAdd(a, b, s); }, [](H a, H b, H) { return a + b; });
+  agree_with_host<T>("sub", [](T a, T b, T, FPSCR& s) { return FPSub(a, b, s); }, [](H a, H b, H) { return a - b; });
+  agree_with_host<T>("mul", [](T a, T b, T, FPSCR& s) { return FPMul(a, b, s); }, [](H a, H b, H) { return a * b; });
+  agree_with_host<T>("div", [](T a, T b, T, FPSCR& s) { return FPDiv(a, b, s); }, [](H a, H b, H) { return a / b; });
+  agree_with_host<T>("sqrt", [](T a, T, T, FPSCR& s) { return FPSqrt(a, s); }, [](H a, H, H) { return std::sqrt(a); });
+  agree_with_host<T>("fma", [](T a, T b, T c, FPSCR& s) { return FPMulAdd(c, a, b, s); },
+                     [](H a, H b, H c) { return std::fma(a, b, c); });
+}
+
+TEST(FpLibrary, SingleAgreesWithHostArithmetic) { arithmetic_agrees<uint32_t>(); }
+TEST(FpLibrary, DoubleAgreesWithHostArithmetic) { arithmetic_agrees<uint64_t>(); }
+
+// One row: an operation on words, the FPSCR it starts with, the result and
+// the FPSCR after it.
+struct row {
+  const char* what;
+  uint64_t result;
+  FPSCR fpscr;
+  uint64_t want;
+  FPSCR want_fpscr;
+};
+
+template <class T, class Op>
+row run(const char* what, FPSCR fpscr, Op op, uint64_t want, FPSCR want_fpscr) {
+  const uint64_t result = op(fpscr);
+  return {what, result, fpscr, want, want_fpscr};
+}
+
+void check(const std::vector<row>& rows) {
+  for (const row& r : rows) {
+    EXPECT_EQ(r.result, r.want) << r.what;
+    EXPECT_EQ(r.fpscr, r.want_fpscr) << r.what;
+  }
+}
+
+using u16 = uint16_t;
+using u32 = uint32_t;
+using u64 = uint64_t;
+
+TEST(FpLibrary, NansZerosAndSpecialCases) {
+  const u32 one = 0x3f800000, mone = 0xbf800000, qnan = 0x7fc00001, snan = 0x7f800002, inf = 0x7f800000;
+  check({
+      run<u32>("1 + -1, mode 0", RM(0), [&](FPSCR& s) { return FPAdd(one, mone, s); }, 0, RM(0)),
+      run<u32>("1 + -1, mode 2", RM(2), [&](FPSCR& s) { return FPAdd(one, mone, s); }, 0x80000000, RM(2)),
+      run<u32>("-0 + -0", RM(0), [&](FPSCR& s) { return FPAdd(0x80000000u, 0x80000000u, s); }, 0x80000000, RM(0)),
+      run<u32>("+0 + -0, mode 2", RM(2), [&](FPSCR& s) { return FPAdd(0u, 0x80000000u, s); }, 0x80000000, RM(2)),
+      run<u32>("1 + smallest denormal, mode 1", RM(1), [&](FPSCR& s) { return FPAdd(one, 1u, s); }, one + 1,
+               RM(1) | FP_IXC),
+      run<u32>("quiet then signalling", 0, [&](FPSCR& s) { return FPAdd(qnan, snan, s); }, 0x7fc00002, FP_IOC),
+      run<u32>("quiet under DN", DN, [&](FPSCR& s) { return FPMul(qnan, one, s); }, 0x7fc00000, DN),
+      run<u32>("inf - inf", 0, [&](FPSCR& s) { return FPSub(inf, inf, s); }, 0x7fc00000, FP_IOC),
+      run<u32>("inf * -0, MulX", 0, [&](FPSCR& s) { return FPMulX(inf, 0x80000000u, s); }, 0xc0000000, 0),
+      run<u32>("inf * 0, Mul", 0, [&](FPSCR& s) { return FPMul(inf, 0u, s); }, 0x7fc00000, FP_IOC),
+      run<u32>("fma: quiet addend, 0 * inf", 0, [&](FPSCR& s) { return FPMulAdd(qnan, 0u, inf, s); }, 0x7fc00000,
+               FP_IOC),
+      run<u32>("fma: third signalling beats first quiet", 0,
+               [&](FPSCR& s) { return FPMulAdd(qnan, one, snan, s); }, 0x7fc00002, FP_IOC),
+      run<u32>("fma: exact cancellation, mode 0", RM(0), [&](FPSCR& s) { return FPMulAdd(mone, one, one, s); }, 0,
+               RM(0)),
+      run<u32>("0 / 0", 0, [&](FPSCR& s) { return FPDiv(0u, 0u, s); }, 0x7fc00000, FP_IOC),
+      run<u32>("1 / -0", 0, [&](FPSCR& s) { return FPDiv(one, 0x80000000u, s); }, 0xff800000, FP_DZC),
+      run<u32>("inf / 0", 0, [&](FPSCR& s) { return FPDiv(inf, 0u, s); }, inf, 0),
+      run<u32>("sqrt -0", 0, [&](FPSCR& s) { return FPSqrt(0x80000000u, s); }, 0x80000000, 0),
+      run<u32>("sqrt -1", 0, [&](FPSCR& s) { return FPSqrt(mone, s); }, 0x7fc00000, FP_IOC),
+      run<u32>("sqrt 4", 0, [&](FPSCR& s) { return FPSqrt(0x40800000u, s); }, 0x40000000, 0),
+      run<u32>("flushed input, NaN result", FZ, [&](FPSCR& s) { return FPAdd(1u, qnan, s); }, qnan, FZ | FP_IDC),
+      run<u32>("flushed result", FZ, [&](FPSCR& s) { return FPMul(0x00800000u, 0x3f000000u, s); }, 0,
+               FZ | FP_UFC),
+      run<u32>("status bits stay", FP_IXC | FP_OFC, [&](FPSCR& s) { return FPAdd(one, one, s); }, 0x40000000,
+               FP_IXC | FP_OFC),
+      // A denormal that rounds up to the smallest normal underflowed before rounding.
+      run<u32>("rounds up into the normal range", RM(0),
+               [&](FPSCR& s) { return FPMul(0x007fffffu, 0x3f800001u, s); }, 0x00800000, RM(0) | FP_UFC | FP_IXC),
+      run<u32>("overflow, mode 3", RM(3), [&](FPSCR& s) { return FPAdd(0x7f7fffffu, 0x7f7fffffu, s); },
+               0x7f7fffff, RM(3) | FP_OFC | FP_IXC),
+      run<u16>("half denormal under FZ16", FZ16, [&](FPSCR& s) { return FPAdd<u16>(1, 0x3c00, s); }, 0x3c00, FZ16),
+      run<u16>("half 1 + 1", 0, [&](FPSCR& s) { return FPAdd<u16>(0x3c00, 0x3c00, s); }, 0x4000, 0),
+      run<u16>("half 1 / 3", 0, [&](FPSCR& s) { return FPDiv<u16>(0x3c00, 0x4200, s); }, 0x3555, FP_IXC),
+      run<u16>("half sqrt 2", 0, [&](FPSCR& s) { return FPSqrt<u16>(0x4000, s); }, 0x3da8, FP_IXC),
+      run<u16>("half overflow", 0, [&](FPSCR& s) { return FPMul<u16>(0x7bff, 0x4000, s); }, 0x7c00,
+               FP_OFC | FP_IXC),
+      run<u64>("double 1 / 3", 0, [&](FPSCR& s) { return FPDiv<u64>(0x3ff0000000000000, 0x4008000000000000, s); },
+               0x3fd5555555555555, FP_IXC),
+  });
+}
+
+TEST(FpLibrary, RoundingStepAtTheBottomOfTheRange) {
+  int flags = 0;
+  // Far below the smallest denormal: zero, or the smallest denormal when rounding away.
+  EXPECT_EQ(fp32_round_(0, -200, 0, FPRounding_TIEEVEN, 0, &flags), 0u);
+  EXPECT_EQ(flags, FP_UFC | FP_IXC);
+  flags = 0;
+  EXPECT_EQ(fp32_round_(1, -200, 0, FPRounding_NEGINF, 0, &flags), 0x80000001u);
+  EXPECT_EQ(fp64_round_(0, -5000, 0, FPRounding_POSINF, 0, &flags), 1u);
+  flags = 0;
+  EXPECT_EQ(fp16_round_(1, 0, 0, FPRounding_TIEEVEN, MODE_FZ16, &flags), 0x8000);
+  EXPECT_EQ(flags, FP_UFC);
+  flags = 0;
+  // Alternative half precision: exponent 31 is ordinary, beyond it IOC and no IXC.
+  EXPECT_EQ(fp16_round_(0, 31, 0, FPRounding_TIEEVEN, MODE_AHP, &flags), 0x7c00);
+  EXPECT_EQ(fp16_round_(0, 32, 0, FPRounding_TIEEVEN, MODE_AHP, &flags), 0x7fff);
+  EXPECT_EQ(flags, FP_IOC);
+}
+
+TEST(FpLibrary, ComparesAndLimits) {
+  const u32 pz = 0, nz = 0x80000000, qnan = 0x7fc00000, snan = 0x7f800001, one = 0x3f800000, ninf = 0xff800000;
+  FPSCR s = 0;
+  EXPECT_TRUE(FPCompareEQ(pz, nz, s));
+  EXPECT_TRUE(FPCompareGE(pz, nz, s) && FPCompareGE(nz, pz, s));
+  EXPECT_FALSE(FPCompareGT(pz, nz, s) || FPCompareGT(nz, pz, s));
+  EXPECT_TRUE(FPCompareGT(one, 0x3f7fffffu, s) && FPCompareGT(0xbf7fffffu, 0xbf800000u, s));
+  EXPECT_EQ(s, 0u);
+  EXPECT_FALSE(FPCompareEQ(qnan, qnan, s));
+  EXPECT_TRUE(FPCompareUN(qnan, one, s));
+  EXPECT_EQ(s, 0u);
+  EXPECT_FALSE(FPCompareGE(qnan, one, s));
+  EXPECT_EQ(s, u32(FP_IOC));
+  s = 0;
+  EXPECT_TRUE(FPCompareUN(snan, one, s));
+  EXPECT_EQ(s, u32(FP_IOC));
+  s = FZ;
+  EXPECT_TRUE(FPCompareEQ(1u, 2u, s));
+  EXPECT_EQ(s, FZ | FP_IDC);
+  s = FZ16;
+  EXPECT_TRUE(FPCompareEQ<u16>(1, 2, s));
+  EXPECT_EQ(s, FZ16);
+  s = 0;
+  EXPECT_EQ(FPCompare(one, qnan, true, s), 3);
+  EXPECT_EQ(FPCompare(one, one, false, s), 6);
+  EXPECT_EQ(FPCompare(nz, one, false, s), 8);
+  EXPECT_EQ(FPCompare(one, nz, false, s), 2);
+
+  s = 0;
+  EXPECT_EQ(FPMax(nz, pz, s), pz);
+  EXPECT_EQ(FPMax(pz, nz, s), pz);
+  EXPECT_EQ(FPMin(pz, nz, s), nz);
+  EXPECT_EQ(FPMax(one, qnan, s), qnan);
+  EXPECT_EQ(FPMaxNum(one, qnan, s), one);
+  EXPECT_EQ(FPMaxNum(qnan, ninf, s), ninf);
+  EXPECT_EQ(FPMinNum(qnan, snan, s), 0x7fc00001u);  // the signalling NaN, quietened
+  EXPECT_EQ(s, u32(FP_IOC));
+  s = DN;
+  EXPECT_EQ(FPMax(0x7fc00005u, qnan, s), 0x7fc00000u);
+  EXPECT_EQ(s, DN);
+  s = 0;
+  EXPECT_EQ(FPMax(3u, 2u, s), 3u);  // denormals pass through unrounded
+  EXPECT_EQ(s, 0u);
+  s = FZ;
+  EXPECT_EQ(FPMax(0x80000003u, 0x80000002u, s), nz);  // flushed: a zero of the chosen sign
+  EXPECT_EQ(FPNeg<u32>(0x7fc00000), 0xffc00000u);
+  EXPECT_EQ(FPAbs<u64>(0xfff0000000000001), 0x7ff0000000000001u);
+}
+
+}  // namespace
