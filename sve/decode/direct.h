@@ -148,4 +148,34 @@ struct vim_fp : direct_base<Kernel, NativeFp> {
   }
 };
 
+// Vd 4:0 (a plain register number), Pg 12:10, Zn 9:5: reductions to a
+// SIMD&FP scalar.
+template <auto Kernel, bool NativeFp = false>
+struct vpz : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return vpz::call(s, w, field(w, 4, 0), p_gov(w, 12, 10, P_PLAIN), z_plain(w, 9, 5, T::code));
+  }
+};
+
+// Pd 3:0 at the element size, Pg 12:10 zeroing, Zn 9:5, Zm 20:16: compares
+// of two vectors.
+template <auto Kernel, bool NativeFp = false>
+struct cmp_vv : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return cmp_vv::call(s, w, p_plain(w, 3, 0, T::code), p_gov(w, 12, 10, P_Z), z_plain(w, 9, 5, T::code),
+                        z_plain(w, 20, 16, T::code));
+  }
+};
+
+// Pd 3:0 at the element size, Pg 12:10 zeroing, Zn 9:5: compares with zero.
+template <auto Kernel, bool NativeFp = false>
+struct cmp_v0 : direct_base<Kernel, NativeFp> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return cmp_v0::call(s, w, p_plain(w, 3, 0, T::code), p_gov(w, 12, 10, P_Z), z_plain(w, 9, 5, T::code));
+  }
+};
+
 }  // namespace sve

@@ -28,7 +28,8 @@
   X(memory_fill_spill)    \
   X(memory_gather_scatter) \
   X(memory_prefetch)      \
-  X(fp_arithmetic)
+  X(fp_arithmetic)        \
+  X(fp_fused)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

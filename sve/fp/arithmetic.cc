@@ -126,11 +126,10 @@ namespace {
 // element of Zm at the index within that segment.
 template <class T>
 VecV mul_indexed(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) {
-  constexpr unsigned per_segment = 16 / sizeof(T);
   VecV r = zn;
   const unsigned n = c->elements(sizeof(T) * 8);
   for (unsigned i = 0; i < n; ++i) {
-    const T m = zm.get<T>(unsigned(i / per_segment * per_segment + index));
+    const T m = zm.get<T>(segment_element<T>(i, index));
     r.set<T>(i, fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) { return FPMul(zn.get<T>(i), m, s); }));
   }
   return r;

@@ -54,6 +54,25 @@ VecV fp_routine_pair(const VecV& a, const VecV& b, CpuContext* c, Op op) {
   });
 }
 
+// Three-vector merging loop: op(x, y, z, fpscr) in active elements, a elsewhere.
+template <class T, class Op>
+VecV fp_routine_merge3(const VecV& a, const PredV& pg, const VecV& b, const VecV& d, CpuContext* c, Op op) {
+  VecV r = a;
+  const unsigned n = c->elements(sizeof(T) * 8);
+  for (unsigned i = 0; i < n; ++i)
+    if (pg.active(i, sizeof(T)))
+      r.set<T>(i, fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) { return op(a.get<T>(i), b.get<T>(i), d.get<T>(i), s); }));
+  return r;
+}
+
+// The element of a 128-bit segment that indexed forms take: element `index`
+// of the segment that holds element i.
+template <class T>
+constexpr unsigned segment_element(unsigned i, uint64_t index) {
+  constexpr unsigned per_segment = 16 / sizeof(T);
+  return unsigned(i / per_segment * per_segment + index);
+}
+
 // The host's type of the format of T, for the native operations.
 template <class T>
 using host_float = std::conditional_t<sizeof(T) == 4, float, double>;

@@ -187,16 +187,6 @@ uint64_t VecS32AddReduceV(PredV pg, VecV zn, CpuContext* c) { return signed_sum<
 }  // namespace lib
 
 // Direct-route shapes of this family.
-// Vd 4:0 (a plain register number), Pg 12:10, Zn 9:5.
-template <auto Kernel>
-struct vpz {
-  template <class T>
-  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
-    s->instr = w;
-    return Kernel(s, field(w, 4, 0), p_gov(w, 12, 10, P_PLAIN), z_plain(w, 9, 5, T::code));
-  }
-};
-
 // Rd 4:0 written with the element's size, Pg 12:10, Zn 9:5.
 template <auto Kernel>
 struct rpz {

@@ -153,16 +153,6 @@ struct cmp_imm {
   }
 };
 
-template <auto Kernel>
-struct cmp_vv {
-  template <class T>
-  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
-    s->instr = w;
-    return Kernel(s, p_plain(w, 3, 0, T::code), p_gov(w, 12, 10, P_Z), z_plain(w, 9, 5, T::code),
-                  z_plain(w, 20, 16, T::code));
-  }
-};
-
 template <auto Kernel, bool S>
 struct cmp_vi {
   template <class T>

@@ -1,0 +1,251 @@
+// Fused multiply-add in its eight predicated forms and two indexed forms,
+// and the complex multiply-add and complex add. Every element is one
+// FPMulAdd or FPAdd, rounded once; a negated operand is negated with FPNeg
+// before the call, so a NaN among the operands comes out with its sign
+// inverted. Only FNMLA of single and double precision has a native kernel.
+#include "../decode/direct.h"
+#include "../decode/families.h"
+#include "../support/marshal.h"
+#include "fp_loop.h"
+
+namespace sve {
+
+namespace {
+
+// -a - n * m: the AArch64 FNMADD, both negations in the instruction.
+struct op_fnmla {
+#if defined(__aarch64__)
+  static float native(float a, float n, float m) {
+    float r;
+    asm volatile("fnmadd %s0, %s1, %s2, %s3" : "=w"(r) : "w"(n), "w"(m), "w"(a));
+    return r;
+  }
+  static double native(double a, double n, double m) {
+    double r;
+    asm volatile("fnmadd %d0, %d1, %d2, %d3" : "=w"(r) : "w"(n), "w"(m), "w"(a));
+    return r;
+  }
+#endif
+  template <class T>
+  static T library(T a, T n, T m, FPSCR& s) { return FPMulAdd(FPNeg(a), FPNeg(n), m, s); }
+};
+
+// addend + n * m with the negations of the instruction.
+template <bool NegAddend, bool NegFactor, class T>
+T fused(T addend, T n, T m, FPSCR& s) {
+  return FPMulAdd(NegAddend ? FPNeg(addend) : addend, NegFactor ? FPNeg(n) : n, m, s);
+}
+
+}  // namespace
+
+aarch64_decode_rc sve_fnmla_zpzz(cpu_state* s, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn,
+                                 aarch64_z_reg zm) {
+  const uint8_t *a = s->z[zda.reg], *n = s->z[zn.reg], *m = s->z[zm.reg];
+  return fp_kernel_merge(s, zda, pg, [&](auto t, unsigned i) {
+    using T = decltype(t);
+    return fp_kernel_element<op_fnmla>(s, load<T>(a + i), load<T>(n + i), load<T>(m + i));
+  });
+}
+
+namespace lib {
+
+namespace {
+
+// Zda = Zda + Zn * Zm (FMLA and its negated forms).
+template <class T, bool NegAddend, bool NegFactor>
+VecV accumulate(const VecV& zda, const PredV& pg, const VecV& zn, const VecV& zm, CpuContext* c) {
+  return fp_routine_merge3<T>(zda, pg, zn, zm, c,
+                              [](T a, T n, T m, FPSCR& s) { return fused<NegAddend, NegFactor>(a, n, m, s); });
+}
+
+// Zdn = Za + Zdn * Zm (FMAD and its negated forms): the destination is a factor.
+template <class T, bool NegAddend, bool NegFactor>
+VecV multiply_add(const VecV& zdn, const PredV& pg, const VecV& zm, const VecV& za, CpuContext* c) {
+  return fp_routine_merge3<T>(zdn, pg, zm, za, c,
+                              [](T d, T m, T a, FPSCR& s) { return fused<NegAddend, NegFactor>(a, d, m, s); });
+}
+
+// Unpredicated, the multiplier shared by the elements of a segment.
+template <class T, bool NegFactor>
+VecV accumulate_indexed(const VecV& zda, const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) {
+  VecV r = zda;
+  const unsigned n = c->elements(sizeof(T) * 8);
+  for (unsigned i = 0; i < n; ++i) {
+    const T m = zm.get<T>(segment_element<T>(i, index));
+    r.set<T>(i, fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) {
+      return fused<false, NegFactor>(zda.get<T>(i), zn.get<T>(i), m, s);
+    }));
+  }
+  return r;
+}
+
+// Complex numbers are element pairs, real part first. FCMLA with rotation r
+// accumulates one half of a complex product: the factor taken from Zn and
+// the one taken from Zm (with its sign) for the real and imaginary results.
+struct cmla_terms {
+  bool n_imag;               // both results take the imaginary part of n
+  bool re_m_imag, re_m_neg;  // the real result's factor from m
+  bool im_m_imag, im_m_neg;  // the imaginary result's factor from m
+};
+constexpr cmla_terms cmla_rotations[4] = {
+    {false, false, false, true, false},  // 0 degrees: n.re * m.re, n.re * m.im
+    {true, true, true, false, false},    // 90: n.im * -m.im, n.im * m.re
+    {false, false, true, true, true},    // 180: n.re * -m.re, n.re * -m.im
+    {true, true, false, false, true},    // 270: n.im * m.im, n.im * -m.re
+};
+
+// One complex pair p of the accumulator: the real then the imaginary half,
+// each only when its own predicate bit is set.
+template <class T>
+void cmla_pair(VecV& r, const VecV& zda, const PredV* pg, const VecV& zn, unsigned p, const VecV& zm,
+               unsigned mp, uint64_t rot, CpuContext* c) {
+  const cmla_terms t = cmla_rotations[rot & 3];
+  const T n = zn.get<T>(2 * p + t.n_imag);
+  const T m_re = zm.get<T>(2 * mp), m_im = zm.get<T>(2 * mp + 1);
+  const auto factor = [&](bool imag, bool neg) { return neg ? FPNeg(imag ? m_im : m_re) : (imag ? m_im : m_re); };
+  for (unsigned half = 0; half < 2; ++half) {
+    const unsigned i = 2 * p + half;
+    if (pg && !pg->active(i, sizeof(T))) continue;
+    const T m = half ? factor(t.im_m_imag, t.im_m_neg) : factor(t.re_m_imag, t.re_m_neg);
+    r.set<T>(i, fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) { return FPMulAdd(zda.get<T>(i), n, m, s); }));
+  }
+}
+
+template <class T>
+VecV complex_multiply_add(const VecV& zda, const PredV& pg, const VecV& zn, const VecV& zm, uint64_t rot,
+                          CpuContext* c) {
+  VecV r = zda;
+  const unsigned pairs = c->elements(sizeof(T) * 8) / 2;
+  for (unsigned p = 0; p < pairs; ++p) cmla_pair<T>(r, zda, &pg, zn, p, zm, p, rot, c);
+  return r;
+}
+
+// The indexed form: the pair of Zm at the pair index within each segment.
+template <class T>
+VecV complex_multiply_add_indexed(const VecV& zda, const VecV& zn, const VecV& zm, uint64_t index,
+                                  uint64_t rot, CpuContext* c) {
+  VecV r = zda;
+  const unsigned pairs = c->elements(sizeof(T) * 8) / 2;
+  for (unsigned p = 0; p < pairs; ++p)
+    cmla_pair<T>(r, zda, nullptr, zn, p, zm, segment_element<T>(2 * p, 2 * index) / 2, rot, c);
+  return r;
+}
+
+// FCADD: Zdn plus Zm turned by 90 degrees (rotation bit 0) or 270 (bit 1).
+template <class T>
+VecV complex_add(const VecV& zdn, const PredV& pg, const VecV& zm, bool rot270, CpuContext* c) {
+  VecV r = zdn;
+  const unsigned pairs = c->elements(sizeof(T) * 8) / 2;
+  for (unsigned p = 0; p < pairs; ++p) {
+    const T m_re = zm.get<T>(2 * p), m_im = zm.get<T>(2 * p + 1);
+    const T add[2] = {rot270 ? m_im : FPNeg(m_im), rot270 ? FPNeg(m_re) : m_re};
+    for (unsigned half = 0; half < 2; ++half) {
+      const unsigned i = 2 * p + half;
+      if (!pg.active(i, sizeof(T))) continue;
+      r.set<T>(i, fp_element(c->fpcr, c->fpsr, [&](FPSCR& s) { return FPAdd(zdn.get<T>(i), add[half], s); }));
+    }
+  }
+  return r;
+}
+
+}  // namespace
+
+#define SVE_FUSED_ROUTINES(type, W)                                                                       \
+  VecV Vec##type##FMAVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<W, false, false>(a, g, n, m, c); } \
+  VecV Vec##type##FMSVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<W, false, true>(a, g, n, m, c); }  \
+  VecV Vec##type##FNMSVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<W, true, false>(a, g, n, m, c); } \
+  VecV Vec##type##FMADDVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, false, false>(d, g, m, a, c); } \
+  VecV Vec##type##FMSUBVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, false, true>(d, g, m, a, c); } \
+  VecV Vec##type##FNMADDVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, true, true>(d, g, m, a, c); } \
+  VecV Vec##type##FNMSUBVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, true, false>(d, g, m, a, c); } \
+  VecV Vec##type##FMAVVVIX(VecV a, VecV n, VecV m, uint64_t i, CpuContext* c) { return accumulate_indexed<W, false>(a, n, m, i, c); } \
+  VecV Vec##type##FMSVVVIX(VecV a, VecV n, VecV m, uint64_t i, CpuContext* c) { return accumulate_indexed<W, true>(a, n, m, i, c); } \
+  VecV Vec##type##FCMLAVVVM(VecV a, PredV g, VecV n, VecV m, uint64_t r, CpuContext* c) {                \
+    return complex_multiply_add<W>(a, g, n, m, r, c);                                                     \
+  }                                                                                                       \
+  VecV Vec##type##FCADDVVM(VecV d, PredV g, VecV m, bool r, CpuContext* c) { return complex_add<W>(d, g, m, r, c); }
+SVE_FUSED_ROUTINES(F16, uint16_t)
+SVE_FUSED_ROUTINES(F32, uint32_t)
+SVE_FUSED_ROUTINES(D64, uint64_t)
+#undef SVE_FUSED_ROUTINES
+VecV VecF16FNMAVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<uint16_t, true, true>(a, g, n, m, c); }
+VecV VecF16FCMLAVVVIX(VecV a, VecV n, VecV m, uint64_t i, uint64_t r, CpuContext* c) {
+  return complex_multiply_add_indexed<uint16_t>(a, n, m, i, r, c);
+}
+VecV VecF32FCMLAVVVIX(VecV a, VecV n, VecV m, uint64_t i, uint64_t r, CpuContext* c) {
+  return complex_multiply_add_indexed<uint32_t>(a, n, m, i, r, c);
+}
+
+}  // namespace lib
+
+namespace {
+
+using lib_vvvm = library<to_z<4, 0>, z_in<4, 0>, p_in<12, 10>, z_in<9, 5>, z_in<20, 16>>;
+// FMLA (indexed): Zm and the index share bits 22:16 by precision.
+struct half_index {
+  template <class T>
+  static uint64_t value(uint32_t w) { return field(w, 22, 22) << 2 | field(w, 20, 19); }
+};
+using lib_fma_index_h = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<half_index>>;
+using lib_fma_index_s = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>>;
+using lib_fma_index_d = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>>;
+using lib_cmla = library<to_z<4, 0>, z_in<4, 0>, p_in<12, 10>, z_in<9, 5>, z_in<20, 16>, imm_in<field_in<14, 13>>>;
+using lib_cmla_index_h = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>,
+                                 imm_in<field_in<11, 10>>>;
+using lib_cmla_index_s = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>,
+                                 imm_in<field_in<11, 10>>>;
+using lib_cadd = library<to_z<4, 0>, z_in<4, 0>, p_in<12, 10>, z_in<9, 5>, imm_in<field_in<16, 16>>>;
+
+}  // namespace
+
+}  // namespace sve
+
+using namespace sve;
+
+// "01100101 ss 1 mmmmm 0 opc ggg nnnnn ddddd": Zda = ±Zda ± Zn * Zm.
+#define FP_FMLA(opc, mnemonic) "01100101 ss 1 mmmmm 0 " opc " ggg nnnnn ddddd", mnemonic " z0.T, p0/m, z1.T, z2.T"
+// "01100101 ss 1 aaaaa 1 opc ggg mmmmm ddddd": Zdn = ±Za ± Zdn * Zm.
+#define FP_FMAD(opc, mnemonic) "01100101 ss 1 aaaaa 1 " opc " ggg mmmmm ddddd", mnemonic " z0.T, p0/m, z1.T, z2.T"
+// Rows whose pattern and sample come from one of the macros above.
+#define SVE_FUSED3(X, map, op, route32, impl32, pattern, sample) \
+  X(map, op, F16, pattern, library, (lib_vvvm), sample)          \
+  X(map, op, F32, pattern, route32, impl32, sample)              \
+  X(map, op, D64, pattern, route32, impl32, sample)
+#define SVE_FUSED3_(...) SVE_FUSED3(__VA_ARGS__)
+#define SVE_FUSED_ALL3(X, map, op, impl, pattern, sample) \
+  X(map, op, F16, pattern, library, impl, sample)         \
+  X(map, op, F32, pattern, library, impl, sample)         \
+  X(map, op, D64, pattern, library, impl, sample)
+#define SVE_FUSED_ALL3_(...) SVE_FUSED_ALL3(__VA_ARGS__)
+
+#define FP_FUSED(X)                                                                                             \
+  SVE_FUSED3_(X, 31_21__15_13, FMAVVVM, library, (lib_vvvm), FP_FMLA("00", "fmla"))                             \
+  SVE_FUSED3_(X, 31_21__15_13, FMSVVVM, library, (lib_vvvm), FP_FMLA("01", "fmls"))                             \
+  SVE_FUSED3_(X, 31_21__15_13, FNMAVVVM, direct, (vvvm_acc<sve_fnmla_zpzz, true>), FP_FMLA("10", "fnmla"))      \
+  SVE_FUSED3_(X, 31_21__15_13, FNMSVVVM, library, (lib_vvvm), FP_FMLA("11", "fnmls"))                           \
+  SVE_FUSED3_(X, 31_21__15_13, FMADDVVVM, library, (lib_vvvm), FP_FMAD("00", "fmad"))                           \
+  SVE_FUSED3_(X, 31_21__15_13, FMSUBVVVM, library, (lib_vvvm), FP_FMAD("01", "fmsb"))                           \
+  SVE_FUSED3_(X, 31_21__15_13, FNMADDVVVM, library, (lib_vvvm), FP_FMAD("10", "fnmad"))                         \
+  SVE_FUSED3_(X, 31_21__15_13, FNMSUBVVVM, library, (lib_vvvm), FP_FMAD("11", "fnmsb"))                         \
+  X(31_23__21_21__15_10, FMAVVVIX, F16, "01100100 0 i 1 iimmm 00000 0 nnnnn ddddd", library, (lib_fma_index_h), \
+    "fmla z0.h, z1.h, z2.h[7]")                                                                                 \
+  X(31_23__21_21__15_10, FMSVVVIX, F16, "01100100 0 i 1 iimmm 00000 1 nnnnn ddddd", library, (lib_fma_index_h), \
+    "fmls z0.h, z1.h, z2.h[7]")                                                                                 \
+  X(31_21__15_10, FMAVVVIX, F32, "01100100 10 1 iimmm 00000 0 nnnnn ddddd", library, (lib_fma_index_s),         \
+    "fmla z0.s, z1.s, z2.s[3]")                                                                                 \
+  X(31_21__15_10, FMSVVVIX, F32, "01100100 10 1 iimmm 00000 1 nnnnn ddddd", library, (lib_fma_index_s),         \
+    "fmls z0.s, z1.s, z2.s[3]")                                                                                 \
+  X(31_21__15_10, FMAVVVIX, D64, "01100100 11 1 immmm 00000 0 nnnnn ddddd", library, (lib_fma_index_d),         \
+    "fmla z0.d, z1.d, z2.d[1]")                                                                                 \
+  X(31_21__15_10, FMSVVVIX, D64, "01100100 11 1 immmm 00000 1 nnnnn ddddd", library, (lib_fma_index_d),         \
+    "fmls z0.d, z1.d, z2.d[1]")                                                                                 \
+  SVE_FUSED_ALL3_(X, 31_21__15_15, FCMLAVVVM, (lib_cmla), "01100100 ss 0 mmmmm 0 rr ggg nnnnn ddddd",          \
+                  "fcmla z0.T, p0/m, z1.T, z2.T, #90")                                                          \
+  SVE_FUSED_ALL3_(X, 31_17__15_13, FCADDVVM, (lib_cadd), "01100100 ss 00000 r 100 ggg mmmmm ddddd",            \
+                  "fcadd z0.T, p0/m, z0.T, z1.T, #270")                                                         \
+  X(31_21__15_12, FCMLAVVVIX, F16, "01100100 101 iimmm 0001 rr nnnnn ddddd", library, (lib_cmla_index_h),       \
+    "fcmla z0.h, z1.h, z2.h[3], #180")                                                                          \
+  X(31_21__15_12, FCMLAVVVIX, F32, "01100100 111 immmm 0001 rr nnnnn ddddd", library, (lib_cmla_index_s),       \
+    "fcmla z0.s, z1.s, z2.s[1], #270")
+
+SVE_FAMILY(fp_fused, FP_FUSED)
