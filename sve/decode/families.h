@@ -29,7 +29,9 @@
   X(memory_gather_scatter) \
   X(memory_prefetch)      \
   X(fp_arithmetic)        \
-  X(fp_fused)
+  X(fp_fused)             \
+  X(fp_compares)          \
+  X(fp_reductions)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

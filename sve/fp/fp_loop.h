@@ -120,12 +120,17 @@ using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
     static T library(T a, FPSCR& s) { return lib(a, s); }                                   \
   };
 
-// Op on the elements x... of a direct kernel.
+// Op on the elements x... of a direct kernel: an element of the format, or
+// the outcome of a comparison.
 template <class Op, class T, class... U>
-inline T fp_kernel_element(cpu_state* s, T x, U... y) {
+inline auto fp_kernel_element(cpu_state* s, T x, U... y) {
 #if defined(__aarch64__)
   (void)s;
-  return std::bit_cast<T>(Op::native(std::bit_cast<host_float<T>>(x), std::bit_cast<host_float<T>>(T(y))...));
+  const auto r = Op::native(std::bit_cast<host_float<T>>(x), std::bit_cast<host_float<T>>(T(y))...);
+  if constexpr (std::is_floating_point_v<std::remove_const_t<decltype(r)>>)
+    return std::bit_cast<T>(r);
+  else
+    return r;
 #else
   return fp_element(s->fpcr | s->fpcr_high, s->fpsr, [&](FPSCR& f) { return Op::library(x, T(y)..., f); });
 #endif
