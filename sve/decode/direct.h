@@ -69,9 +69,25 @@ inline void copy_host_fpsr(cpu_state* s) { s->fpsr = host_fpsr(); }
 inline void load_host_fp(const cpu_state* s) {
   asm volatile("msr fpcr, %0\n\tmsr fpsr, %1" : : "r"(uint64_t(s->fpcr)), "r"(uint64_t(s->fpsr)));
 }
+// For an embedder: the instruction runs under the FPCR and FPSR of its
+// cpu_state, and the embedder's own floating-point environment is restored
+// afterwards.
+struct host_fp_scope {
+  uint64_t fpcr, fpsr;
+  explicit host_fp_scope(const cpu_state* s) {
+    asm volatile("mrs %0, fpcr\n\tmrs %1, fpsr" : "=r"(fpcr), "=r"(fpsr));
+    load_host_fp(s);
+  }
+  ~host_fp_scope() { asm volatile("msr fpcr, %0\n\tmsr fpsr, %1" : : "r"(fpcr), "r"(fpsr)); }
+  host_fp_scope(const host_fp_scope&) = delete;
+  host_fp_scope& operator=(const host_fp_scope&) = delete;
+};
 #else
 inline void copy_host_fpsr(cpu_state*) {}
 inline void load_host_fp(const cpu_state*) {}
+struct host_fp_scope {
+  explicit host_fp_scope(const cpu_state*) {}
+};
 #endif
 
 // Direct-route handler bodies by shape. `NativeFp` marks the handlers whose

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "decode.h"
+#include "direct.h"
 #include "families.h"
 #include "../memory/memory_access.h"
 #include "stats.h"
@@ -109,6 +110,7 @@ extern "C" aarch64_decode_rc execute_sve_instruction(cpu_state* s) {
   uint32_t word = *pc;
   sve_handler h = cached_lookup(word);
   if (!h) return aarch64_decode_unknown;
+  const host_fp_scope fp(s);
   aarch64_decode_rc rc = h(s, word);
   if (rc != aarch64_decode_ok) return rc;
   update_sve_stats(pc, word);
