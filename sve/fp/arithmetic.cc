@@ -229,48 +229,35 @@ using namespace sve;
 // "01100101 ss 0 mmmmm 000 opc nnnnn ddddd": Zd = Zn op Zm, unpredicated.
 #define FP_VVX(opc, mnemonic) "01100101 ss 0 mmmmm 000 " opc " nnnnn ddddd", mnemonic " z0.T, z1.T, z2.T"
 
-// A row per precision: half on the library route, single and double on the
-// direct route with `direct_impl`, or all three on the library route.
-#define SVE_FP3_DIRECT(X, map, op, lib_impl, direct_impl, pattern, sample) \
-  X(map, op, F16, pattern, library, lib_impl, sample)                      \
-  X(map, op, F32, pattern, direct, direct_impl, sample)                    \
-  X(map, op, D64, pattern, direct, direct_impl, sample)
-#define SVE_FP3_DIRECT_(...) SVE_FP3_DIRECT(__VA_ARGS__)
-#define SVE_FP3_LIBRARY(X, map, op, lib_impl, pattern, sample) \
-  X(map, op, F16, pattern, library, lib_impl, sample)          \
-  X(map, op, F32, pattern, library, lib_impl, sample)          \
-  X(map, op, D64, pattern, library, lib_impl, sample)
-#define SVE_FP3_LIBRARY_(...) SVE_FP3_LIBRARY(__VA_ARGS__)
-
 #define FP_ARITHMETIC(X)                                                                                   \
-  SVE_FP3_DIRECT_(X, 31_13, AddVVM, (lib_vvm), (vvm<sve_fadd_zpz, true>), FP_VVM("0000", "fadd"))          \
-  SVE_FP3_DIRECT_(X, 31_13, SubVVM, (lib_vvm), (vvm<sve_fsub_zpz, true>), FP_VVM("0001", "fsub"))          \
-  SVE_FP3_DIRECT_(X, 31_13, MulVVM, (lib_vvm), (vvm<sve_fmul_zpz, true>), FP_VVM("0010", "fmul"))          \
-  SVE_FP3_DIRECT_(X, 31_13, SubRVVM, (lib_vvm), (vvm<sve_fsubr_zpz, true>), FP_VVM("0011", "fsubr"))       \
-  SVE_FP3_DIRECT_(X, 31_13, MaxNumVVM, (lib_vvm), (vvm<sve_fmaxnm_zpz, true>), FP_VVM("0100", "fmaxnm"))   \
-  SVE_FP3_DIRECT_(X, 31_13, MinNumVVM, (lib_vvm), (vvm<sve_fminnm_zpz, true>), FP_VVM("0101", "fminnm"))   \
-  SVE_FP3_DIRECT_(X, 31_13, MaxVVM, (lib_vvm), (vvm<sve_fmax_zpz, true>), FP_VVM("0110", "fmax"))          \
-  SVE_FP3_LIBRARY_(X, 31_13, MinVVM, (lib_vvm), FP_VVM("0111", "fmin"))                                    \
-  SVE_FP3_LIBRARY_(X, 31_13, AbdVVM, (lib_vvm), FP_VVM("1000", "fabd"))                                    \
-  SVE_FP3_LIBRARY_(X, 31_13, MulXVVM, (lib_vvm), FP_VVM("1010", "fmulx"))                                  \
-  SVE_FP3_DIRECT_(X, 31_13, DivRVVM, (lib_vvm), (vvm<sve_fdivr_zpz, true>), FP_VVM("1100", "fdivr"))       \
-  SVE_FP3_DIRECT_(X, 31_13, DivVVM, (lib_vvm), (vvm<sve_fdiv_zpz, true>), FP_VVM("1101", "fdiv"))          \
-  SVE_FP3_DIRECT_(X, 31_13__9_6, AddVIM, (lib_vim_fp), (vim_fp<sve_fadd_zpi, true>), FP_VIM("000", "fadd", "0.5")) \
-  SVE_FP3_DIRECT_(X, 31_13__9_6, SubVIM, (lib_vim_fp), (vim_fp<sve_fsub_zpi, true>), FP_VIM("001", "fsub", "0.5")) \
-  SVE_FP3_DIRECT_(X, 31_13__9_6, MulVIM, (lib_vim_fp), (vim_fp<sve_fmul_zpi, true>), FP_VIM("010", "fmul", "2.0")) \
-  SVE_FP3_DIRECT_(X, 31_13__9_6, SubRVIM, (lib_vim_fp), (vim_fp<sve_fsubr_zpi, true>),                    \
+  SVE_FP3_(X, 31_13, AddVVM, (lib_vvm), direct, (vvm<sve_fadd_zpz, true>), FP_VVM("0000", "fadd"))          \
+  SVE_FP3_(X, 31_13, SubVVM, (lib_vvm), direct, (vvm<sve_fsub_zpz, true>), FP_VVM("0001", "fsub"))          \
+  SVE_FP3_(X, 31_13, MulVVM, (lib_vvm), direct, (vvm<sve_fmul_zpz, true>), FP_VVM("0010", "fmul"))          \
+  SVE_FP3_(X, 31_13, SubRVVM, (lib_vvm), direct, (vvm<sve_fsubr_zpz, true>), FP_VVM("0011", "fsubr"))       \
+  SVE_FP3_(X, 31_13, MaxNumVVM, (lib_vvm), direct, (vvm<sve_fmaxnm_zpz, true>), FP_VVM("0100", "fmaxnm"))   \
+  SVE_FP3_(X, 31_13, MinNumVVM, (lib_vvm), direct, (vvm<sve_fminnm_zpz, true>), FP_VVM("0101", "fminnm"))   \
+  SVE_FP3_(X, 31_13, MaxVVM, (lib_vvm), direct, (vvm<sve_fmax_zpz, true>), FP_VVM("0110", "fmax"))          \
+  SVE_FP3_(X, 31_13, MinVVM, (lib_vvm), library, (lib_vvm), FP_VVM("0111", "fmin"))                                    \
+  SVE_FP3_(X, 31_13, AbdVVM, (lib_vvm), library, (lib_vvm), FP_VVM("1000", "fabd"))                                    \
+  SVE_FP3_(X, 31_13, MulXVVM, (lib_vvm), library, (lib_vvm), FP_VVM("1010", "fmulx"))                                  \
+  SVE_FP3_(X, 31_13, DivRVVM, (lib_vvm), direct, (vvm<sve_fdivr_zpz, true>), FP_VVM("1100", "fdivr"))       \
+  SVE_FP3_(X, 31_13, DivVVM, (lib_vvm), direct, (vvm<sve_fdiv_zpz, true>), FP_VVM("1101", "fdiv"))          \
+  SVE_FP3_(X, 31_13__9_6, AddVIM, (lib_vim_fp), direct, (vim_fp<sve_fadd_zpi, true>), FP_VIM("000", "fadd", "0.5")) \
+  SVE_FP3_(X, 31_13__9_6, SubVIM, (lib_vim_fp), direct, (vim_fp<sve_fsub_zpi, true>), FP_VIM("001", "fsub", "0.5")) \
+  SVE_FP3_(X, 31_13__9_6, MulVIM, (lib_vim_fp), direct, (vim_fp<sve_fmul_zpi, true>), FP_VIM("010", "fmul", "2.0")) \
+  SVE_FP3_(X, 31_13__9_6, SubRVIM, (lib_vim_fp), direct, (vim_fp<sve_fsubr_zpi, true>),                    \
                   FP_VIM("011", "fsubr", "1.0"))                                                           \
-  SVE_FP3_LIBRARY_(X, 31_13__9_6, MaxNumVIM, (lib_vim_fp), FP_VIM("100", "fmaxnm", "1.0"))                 \
-  SVE_FP3_LIBRARY_(X, 31_13__9_6, MinNumVIM, (lib_vim_fp), FP_VIM("101", "fminnm", "0.0"))                 \
-  SVE_FP3_LIBRARY_(X, 31_13__9_6, MaxVIM, (lib_vim_fp), FP_VIM("110", "fmax", "0.0"))                      \
-  SVE_FP3_LIBRARY_(X, 31_13__9_6, MinVIM, (lib_vim_fp), FP_VIM("111", "fmin", "1.0"))                      \
-  SVE_FP3_DIRECT_(X, 31_21__15_10, AddVVX, (lib_vvx), (vvx<sve_fadd_zzz, true>), FP_VVX("000", "fadd"))    \
-  SVE_FP3_DIRECT_(X, 31_21__15_10, SubVVX, (lib_vvx), (vvx<sve_fsub_zzz, true>), FP_VVX("001", "fsub"))    \
-  SVE_FP3_DIRECT_(X, 31_21__15_10, MulVVX, (lib_vvx), (vvx<sve_fmul_zzz, true>), FP_VVX("010", "fmul"))    \
-  SVE_FP3_LIBRARY_(X, 31_13, AbsVM, (lib_vm), "00000100 ss 011 100 101 ggg nnnnn ddddd", "fabs z0.T, p0/m, z1.T") \
-  SVE_FP3_DIRECT_(X, 31_13, NegVM, (lib_vm), (vm<sve_fneg_zpz>), "00000100 ss 011 101 101 ggg nnnnn ddddd", \
+  SVE_FP3_(X, 31_13__9_6, MaxNumVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("100", "fmaxnm", "1.0"))                 \
+  SVE_FP3_(X, 31_13__9_6, MinNumVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("101", "fminnm", "0.0"))                 \
+  SVE_FP3_(X, 31_13__9_6, MaxVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("110", "fmax", "0.0"))                      \
+  SVE_FP3_(X, 31_13__9_6, MinVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("111", "fmin", "1.0"))                      \
+  SVE_FP3_(X, 31_21__15_10, AddVVX, (lib_vvx), direct, (vvx<sve_fadd_zzz, true>), FP_VVX("000", "fadd"))    \
+  SVE_FP3_(X, 31_21__15_10, SubVVX, (lib_vvx), direct, (vvx<sve_fsub_zzz, true>), FP_VVX("001", "fsub"))    \
+  SVE_FP3_(X, 31_21__15_10, MulVVX, (lib_vvx), direct, (vvx<sve_fmul_zzz, true>), FP_VVX("010", "fmul"))    \
+  SVE_FP3_(X, 31_13, AbsVM, (lib_vm), library, (lib_vm), "00000100 ss 011 100 101 ggg nnnnn ddddd", "fabs z0.T, p0/m, z1.T") \
+  SVE_FP3_(X, 31_13, NegVM, (lib_vm), direct, (vm<sve_fneg_zpz>), "00000100 ss 011 101 101 ggg nnnnn ddddd", \
                   "fneg z0.T, p0/m, z1.T")                                                                 \
-  SVE_FP3_DIRECT_(X, 31_13, SqrtVM, (lib_vm), (vm<sve_fsqrt_zpz, true>),                                   \
+  SVE_FP3_(X, 31_13, SqrtVM, (lib_vm), direct, (vm<sve_fsqrt_zpz, true>),                                   \
                   "01100101 ss 001 101 101 ggg nnnnn ddddd", "fsqrt z0.T, p0/m, z1.T")                     \
   X(31_23__21_21__15_10, MulVVIX, F16, "01100100 0 i 1 iimmm 001000 nnnnn ddddd", library, (lib_mul_index_h), \
     "fmul z0.h, z1.h, z2.h[7]")                                                                            \

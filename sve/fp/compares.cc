@@ -159,32 +159,22 @@ using namespace sve;
 // "01100101 ss 0100 op 001 ggg nnnnn o dddd": a vector and +0.0.
 #define FP_CMP_V0(bits17_16, bit4, mnemonic) \
   "01100101 ss 0100 " bits17_16 " 001 ggg nnnnn " bit4 " dddd", mnemonic " p0.T, p1/z, z2.T, #0.0"
-#define SVE_FP_CMP3(X, map, op, direct_impl, lib_impl, pattern, sample) \
-  X(map, op, F16, pattern, library, lib_impl, sample)                   \
-  X(map, op, F32, pattern, direct, direct_impl, sample)                 \
-  X(map, op, D64, pattern, direct, direct_impl, sample)
-#define SVE_FP_CMP3_(...) SVE_FP_CMP3(__VA_ARGS__)
-#define SVE_FP_CMP3_LIB(X, map, op, lib_impl, pattern, sample) \
-  X(map, op, F16, pattern, library, lib_impl, sample)          \
-  X(map, op, F32, pattern, library, lib_impl, sample)          \
-  X(map, op, D64, pattern, library, lib_impl, sample)
-#define SVE_FP_CMP3_LIB_(...) SVE_FP_CMP3_LIB(__VA_ARGS__)
 #define M_VV 31_21__15_13__4_4
 #define M_V0 31_13__4_4
 
 #define FP_COMPARES(X)                                                                                       \
-  SVE_FP_CMP3_(X, M_VV, CmpGEVVZ, (cmp_vv<sve_fcmge_ppzz, true>), (lib_cmp_vv), FP_CMP_VV("010", "0", "fcmge")) \
-  SVE_FP_CMP3_(X, M_VV, CmpGTVVZ, (cmp_vv<sve_fcmgt_ppzz, true>), (lib_cmp_vv), FP_CMP_VV("010", "1", "fcmgt")) \
-  SVE_FP_CMP3_(X, M_VV, CmpEQVVZ, (cmp_vv<sve_fcmeq_ppzz, true>), (lib_cmp_vv), FP_CMP_VV("011", "0", "fcmeq")) \
-  SVE_FP_CMP3_(X, M_VV, CmpNEVVZ, (cmp_vv<sve_fcmne_ppzz, true>), (lib_cmp_vv), FP_CMP_VV("011", "1", "fcmne")) \
-  SVE_FP_CMP3_(X, M_VV, CmpUNVVZ, (cmp_vv<sve_fcmuo_ppzz, true>), (lib_cmp_vv), FP_CMP_VV("110", "0", "fcmuo")) \
-  SVE_FP_CMP3_LIB_(X, M_VV, AcGEVVZ, (lib_cmp_vv), FP_CMP_VV("110", "1", "facge"))                          \
-  SVE_FP_CMP3_LIB_(X, M_VV, AcGTVVZ, (lib_cmp_vv), FP_CMP_VV("111", "1", "facgt"))                          \
-  SVE_FP_CMP3_(X, M_V0, CmpGEV0Z, (cmp_v0<sve_fcmge_ppz, true>), (lib_cmp_v0), FP_CMP_V0("00", "0", "fcmge"))  \
-  SVE_FP_CMP3_(X, M_V0, CmpGTV0Z, (cmp_v0<sve_fcmgt_ppz, true>), (lib_cmp_v0), FP_CMP_V0("00", "1", "fcmgt"))  \
-  SVE_FP_CMP3_(X, M_V0, CmpLTV0Z, (cmp_v0<sve_fcmlt_ppz, true>), (lib_cmp_v0), FP_CMP_V0("01", "0", "fcmlt"))  \
-  SVE_FP_CMP3_(X, M_V0, CmpLEV0Z, (cmp_v0<sve_fcmle_ppz, true>), (lib_cmp_v0), FP_CMP_V0("01", "1", "fcmle"))  \
-  SVE_FP_CMP3_(X, M_V0, CmpEQV0Z, (cmp_v0<sve_fcmeq_ppz, true>), (lib_cmp_v0), FP_CMP_V0("10", "0", "fcmeq"))  \
-  SVE_FP_CMP3_LIB_(X, M_V0, CmpNEV0Z, (lib_cmp_v0), FP_CMP_V0("11", "0", "fcmne"))
+  SVE_FP3_(X, M_VV, CmpGEVVZ, (lib_cmp_vv), direct, (cmp_vv<sve_fcmge_ppzz, true>), FP_CMP_VV("010", "0", "fcmge")) \
+  SVE_FP3_(X, M_VV, CmpGTVVZ, (lib_cmp_vv), direct, (cmp_vv<sve_fcmgt_ppzz, true>), FP_CMP_VV("010", "1", "fcmgt")) \
+  SVE_FP3_(X, M_VV, CmpEQVVZ, (lib_cmp_vv), direct, (cmp_vv<sve_fcmeq_ppzz, true>), FP_CMP_VV("011", "0", "fcmeq")) \
+  SVE_FP3_(X, M_VV, CmpNEVVZ, (lib_cmp_vv), direct, (cmp_vv<sve_fcmne_ppzz, true>), FP_CMP_VV("011", "1", "fcmne")) \
+  SVE_FP3_(X, M_VV, CmpUNVVZ, (lib_cmp_vv), direct, (cmp_vv<sve_fcmuo_ppzz, true>), FP_CMP_VV("110", "0", "fcmuo")) \
+  SVE_FP3_(X, M_VV, AcGEVVZ, (lib_cmp_vv), library, (lib_cmp_vv), FP_CMP_VV("110", "1", "facge"))                          \
+  SVE_FP3_(X, M_VV, AcGTVVZ, (lib_cmp_vv), library, (lib_cmp_vv), FP_CMP_VV("111", "1", "facgt"))                          \
+  SVE_FP3_(X, M_V0, CmpGEV0Z, (lib_cmp_v0), direct, (cmp_v0<sve_fcmge_ppz, true>), FP_CMP_V0("00", "0", "fcmge"))  \
+  SVE_FP3_(X, M_V0, CmpGTV0Z, (lib_cmp_v0), direct, (cmp_v0<sve_fcmgt_ppz, true>), FP_CMP_V0("00", "1", "fcmgt"))  \
+  SVE_FP3_(X, M_V0, CmpLTV0Z, (lib_cmp_v0), direct, (cmp_v0<sve_fcmlt_ppz, true>), FP_CMP_V0("01", "0", "fcmlt"))  \
+  SVE_FP3_(X, M_V0, CmpLEV0Z, (lib_cmp_v0), direct, (cmp_v0<sve_fcmle_ppz, true>), FP_CMP_V0("01", "1", "fcmle"))  \
+  SVE_FP3_(X, M_V0, CmpEQV0Z, (lib_cmp_v0), direct, (cmp_v0<sve_fcmeq_ppz, true>), FP_CMP_V0("10", "0", "fcmeq"))  \
+  SVE_FP3_(X, M_V0, CmpNEV0Z, (lib_cmp_v0), library, (lib_cmp_v0), FP_CMP_V0("11", "0", "fcmne"))
 
 SVE_FAMILY(fp_compares, FP_COMPARES)

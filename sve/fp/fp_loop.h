@@ -163,3 +163,12 @@ inline aarch64_decode_rc fp_kernel_all(cpu_state* s, aarch64_z_reg zd, F&& elem)
 }
 
 }  // namespace sve
+
+// Rows of a family at the three precisions: half precision on the library
+// route with `lib_impl`, single and double on `route32` with `impl32`.
+#define SVE_FP3(X, map, op, lib_impl, route32, impl32, pattern, sample) \
+  X(map, op, F16, pattern, library, lib_impl, sample)                   \
+  X(map, op, F32, pattern, route32, impl32, sample)                     \
+  X(map, op, D64, pattern, route32, impl32, sample)
+// The same, expanding a pattern-and-sample macro among the arguments first.
+#define SVE_FP3_(...) SVE_FP3(__VA_ARGS__)

@@ -206,27 +206,15 @@ using namespace sve;
 #define FP_FMLA(opc, mnemonic) "01100101 ss 1 mmmmm 0 " opc " ggg nnnnn ddddd", mnemonic " z0.T, p0/m, z1.T, z2.T"
 // "01100101 ss 1 aaaaa 1 opc ggg mmmmm ddddd": Zdn = ±Za ± Zdn * Zm.
 #define FP_FMAD(opc, mnemonic) "01100101 ss 1 aaaaa 1 " opc " ggg mmmmm ddddd", mnemonic " z0.T, p0/m, z1.T, z2.T"
-// Rows whose pattern and sample come from one of the macros above.
-#define SVE_FUSED3(X, map, op, route32, impl32, pattern, sample) \
-  X(map, op, F16, pattern, library, (lib_vvvm), sample)          \
-  X(map, op, F32, pattern, route32, impl32, sample)              \
-  X(map, op, D64, pattern, route32, impl32, sample)
-#define SVE_FUSED3_(...) SVE_FUSED3(__VA_ARGS__)
-#define SVE_FUSED_ALL3(X, map, op, impl, pattern, sample) \
-  X(map, op, F16, pattern, library, impl, sample)         \
-  X(map, op, F32, pattern, library, impl, sample)         \
-  X(map, op, D64, pattern, library, impl, sample)
-#define SVE_FUSED_ALL3_(...) SVE_FUSED_ALL3(__VA_ARGS__)
-
 #define FP_FUSED(X)                                                                                             \
-  SVE_FUSED3_(X, 31_21__15_13, FMAVVVM, library, (lib_vvvm), FP_FMLA("00", "fmla"))                             \
-  SVE_FUSED3_(X, 31_21__15_13, FMSVVVM, library, (lib_vvvm), FP_FMLA("01", "fmls"))                             \
-  SVE_FUSED3_(X, 31_21__15_13, FNMAVVVM, direct, (vvvm_acc<sve_fnmla_zpzz, true>), FP_FMLA("10", "fnmla"))      \
-  SVE_FUSED3_(X, 31_21__15_13, FNMSVVVM, library, (lib_vvvm), FP_FMLA("11", "fnmls"))                           \
-  SVE_FUSED3_(X, 31_21__15_13, FMADDVVVM, library, (lib_vvvm), FP_FMAD("00", "fmad"))                           \
-  SVE_FUSED3_(X, 31_21__15_13, FMSUBVVVM, library, (lib_vvvm), FP_FMAD("01", "fmsb"))                           \
-  SVE_FUSED3_(X, 31_21__15_13, FNMADDVVVM, library, (lib_vvvm), FP_FMAD("10", "fnmad"))                         \
-  SVE_FUSED3_(X, 31_21__15_13, FNMSUBVVVM, library, (lib_vvvm), FP_FMAD("11", "fnmsb"))                         \
+  SVE_FP3_(X, 31_21__15_13, FMAVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMLA("00", "fmla"))                             \
+  SVE_FP3_(X, 31_21__15_13, FMSVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMLA("01", "fmls"))                             \
+  SVE_FP3_(X, 31_21__15_13, FNMAVVVM, (lib_vvvm), direct, (vvvm_acc<sve_fnmla_zpzz, true>), FP_FMLA("10", "fnmla"))      \
+  SVE_FP3_(X, 31_21__15_13, FNMSVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMLA("11", "fnmls"))                           \
+  SVE_FP3_(X, 31_21__15_13, FMADDVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("00", "fmad"))                           \
+  SVE_FP3_(X, 31_21__15_13, FMSUBVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("01", "fmsb"))                           \
+  SVE_FP3_(X, 31_21__15_13, FNMADDVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("10", "fnmad"))                         \
+  SVE_FP3_(X, 31_21__15_13, FNMSUBVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("11", "fnmsb"))                         \
   X(31_23__21_21__15_10, FMAVVVIX, F16, "01100100 0 i 1 iimmm 00000 0 nnnnn ddddd", library, (lib_fma_index_h), \
     "fmla z0.h, z1.h, z2.h[7]")                                                                                 \
   X(31_23__21_21__15_10, FMSVVVIX, F16, "01100100 0 i 1 iimmm 00000 1 nnnnn ddddd", library, (lib_fma_index_h), \
@@ -239,9 +227,9 @@ using namespace sve;
     "fmla z0.d, z1.d, z2.d[1]")                                                                                 \
   X(31_21__15_10, FMSVVVIX, D64, "01100100 11 1 immmm 00000 1 nnnnn ddddd", library, (lib_fma_index_d),         \
     "fmls z0.d, z1.d, z2.d[1]")                                                                                 \
-  SVE_FUSED_ALL3_(X, 31_21__15_15, FCMLAVVVM, (lib_cmla), "01100100 ss 0 mmmmm 0 rr ggg nnnnn ddddd",          \
+  SVE_FP3_(X, 31_21__15_15, FCMLAVVVM, (lib_cmla), library, (lib_cmla), "01100100 ss 0 mmmmm 0 rr ggg nnnnn ddddd",          \
                   "fcmla z0.T, p0/m, z1.T, z2.T, #90")                                                          \
-  SVE_FUSED_ALL3_(X, 31_17__15_13, FCADDVVM, (lib_cadd), "01100100 ss 00000 r 100 ggg mmmmm ddddd",            \
+  SVE_FP3_(X, 31_17__15_13, FCADDVVM, (lib_cadd), library, (lib_cadd), "01100100 ss 00000 r 100 ggg mmmmm ddddd",            \
                   "fcadd z0.T, p0/m, z0.T, z1.T, #270")                                                         \
   X(31_21__15_12, FCMLAVVVIX, F16, "01100100 101 iimmm 0001 rr nnnnn ddddd", library, (lib_cmla_index_h),       \
     "fcmla z0.h, z1.h, z2.h[3], #180")                                                                          \

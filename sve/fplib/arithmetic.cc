@@ -53,64 +53,42 @@ inline u128 to_top(u128 mag, int* exp) {
 
 template <class T>
 T add(T op1, T op2, bool subtract, FPSCR& fpscr) {
-  using f = fp_format<T>;
-  const int mode = fp_mode(fpscr), rm = mode & 3;
-  int flags = 0;
-  auto a = fp_unpack(op1, mode, &flags);
-  auto b = fp_unpack(op2, mode, &flags);
-  T result = fp_process_nans(mode, &flags, op1, op2);
-  if (!result) {
-    b.sgn ^= subtract;
+  return fp_binary(op1, op2, fpscr, [&](fp_unpacked<T> a, fp_unpacked<T> b, int mode, int* flags) {
+    using f = fp_format<T>;
+    const int rm = mode & 3;
+    b.sgn ^= subtract;  // after the NaN step, so that a NaN keeps its own sign
     if (a.inf() && b.inf() && a.sgn != b.sgn) {
-      flags |= FP_IOC;
-      result = f::default_nan;
-    } else if (a.inf()) {
-      result = f::inf(a.sgn);
-    } else if (b.inf()) {
-      result = f::inf(b.sgn);
-    } else if (a.zero() && b.zero() && a.sgn == b.sgn) {
-      result = f::zero(a.sgn);
-    } else if (a.zero() || b.zero()) {
-      // x + 0 is x, rounded (a denormal stays itself); 0 + -0 falls to the mode's zero.
-      const auto& x = a.zero() ? b : a;
-      result = x.zero() ? cancelled_zero<T>(rm) : fp_round_exact<T>(x.sgn, x.exp, x.mnt, rm, mode, &flags);
-    } else {
-      int ea = a.exp, eb = b.exp;
-      const u128 x = to_top(a.mnt, &ea), y = to_top(b.mnt, &eb);
-      result = add_magnitudes<T>(a.sgn, ea, x, b.sgn, eb, y, rm, mode, &flags);
+      *flags |= FP_IOC;
+      return f::default_nan;
     }
-  }
-  fp_set_status(fpscr, flags);
-  return result;
+    if (a.inf()) return f::inf(a.sgn);
+    if (b.inf()) return f::inf(b.sgn);
+    if (a.zero() && b.zero()) return a.sgn == b.sgn ? f::zero(a.sgn) : cancelled_zero<T>(rm);
+    // x + 0 is x, rounded: a denormal stays itself.
+    if (a.zero() || b.zero()) {
+      const auto& x = a.zero() ? b : a;
+      return fp_round_exact<T>(x.sgn, x.exp, x.mnt, rm, mode, flags);
+    }
+    int ea = a.exp, eb = b.exp;
+    const u128 x = to_top(a.mnt, &ea), y = to_top(b.mnt, &eb);
+    return add_magnitudes<T>(a.sgn, ea, x, b.sgn, eb, y, rm, mode, flags);
+  });
 }
 
 template <class T>
 T mul(T op1, T op2, bool extended, FPSCR& fpscr) {
-  using f = fp_format<T>;
-  const int mode = fp_mode(fpscr);
-  int flags = 0;
-  auto a = fp_unpack(op1, mode, &flags);
-  auto b = fp_unpack(op2, mode, &flags);
-  T result = fp_process_nans(mode, &flags, op1, op2);
-  if (!result) {
+  return fp_binary(op1, op2, fpscr, [&](fp_unpacked<T> a, fp_unpacked<T> b, int mode, int* flags) {
+    using f = fp_format<T>;
     const int sgn = a.sgn ^ b.sgn;
     if ((a.inf() && b.zero()) || (a.zero() && b.inf())) {
-      if (extended) {
-        result = T(f::zero(sgn) | f::two);
-      } else {
-        flags |= FP_IOC;
-        result = f::default_nan;
-      }
-    } else if (a.inf() || b.inf()) {
-      result = f::inf(sgn);
-    } else if (a.zero() || b.zero()) {
-      result = f::zero(sgn);
-    } else {
-      result = fp_round_exact<T>(sgn, a.exp + b.exp - f::bias - f::F, u128(a.mnt) * b.mnt, mode & 3, mode, &flags);
+      if (extended) return T(f::zero(sgn) | f::two);
+      *flags |= FP_IOC;
+      return f::default_nan;
     }
-  }
-  fp_set_status(fpscr, flags);
-  return result;
+    if (a.inf() || b.inf()) return f::inf(sgn);
+    if (a.zero() || b.zero()) return f::zero(sgn);
+    return fp_round_exact<T>(sgn, a.exp + b.exp - f::bias - f::F, u128(a.mnt) * b.mnt, mode & 3, mode, flags);
+  });
 }
 
 template <class T>
@@ -148,37 +126,27 @@ T muladd(T addend, T op1, T op2, int scale, int mode, int* flags) {
 
 template <class T>
 T div(T op1, T op2, FPSCR& fpscr) {
-  using f = fp_format<T>;
-  const int mode = fp_mode(fpscr);
-  int flags = 0;
-  auto a = fp_unpack(op1, mode, &flags);
-  auto b = fp_unpack(op2, mode, &flags);
-  T result = fp_process_nans(mode, &flags, op1, op2);
-  if (!result) {
+  return fp_binary(op1, op2, fpscr, [&](fp_unpacked<T> a, fp_unpacked<T> b, int mode, int* flags) {
+    using f = fp_format<T>;
     const int sgn = a.sgn ^ b.sgn;
     if ((a.inf() && b.inf()) || (a.zero() && b.zero())) {
-      flags |= FP_IOC;
-      result = f::default_nan;
-    } else if (a.inf()) {
-      result = f::inf(sgn);
-    } else if (b.zero()) {
-      flags |= FP_DZC;
-      result = f::inf(sgn);
-    } else if (a.zero() || b.inf()) {
-      result = f::zero(sgn);
-    } else {
-      // A 128-bit dividend over a 64-bit divisor, both with the top bit set,
-      // gives a quotient of 64 or 65 bits: far more than the format keeps.
-      int ea = a.exp, eb = b.exp;
-      const u128 x = fp_normalise(u128(a.mnt), &ea);
-      const uint64_t y = fp_normalise(uint64_t(b.mnt), &eb);
-      const u128 q = x / y;
-      const u128 mag = q | u128(x % y != 0);
-      result = fp_round_exact<T>(sgn, ea - eb + f::bias + f::F, mag, mode & 3, mode, &flags);
+      *flags |= FP_IOC;
+      return f::default_nan;
     }
-  }
-  fp_set_status(fpscr, flags);
-  return result;
+    if (a.inf()) return f::inf(sgn);
+    if (b.zero()) {
+      *flags |= FP_DZC;
+      return f::inf(sgn);
+    }
+    if (a.zero() || b.inf()) return f::zero(sgn);
+    // A 128-bit dividend over a 64-bit divisor, both with the top bit set,
+    // gives a quotient of 64 or 65 bits: far more than the format keeps.
+    int ea = a.exp, eb = b.exp;
+    const u128 x = fp_normalise(u128(a.mnt), &ea);
+    const uint64_t y = fp_normalise(uint64_t(b.mnt), &eb);
+    const u128 mag = x / y | u128(x % y != 0);
+    return fp_round_exact<T>(sgn, ea - eb + f::bias + f::F, mag, mode & 3, mode, flags);
+  });
 }
 
 // The integer square root of x, with whether it is exact.

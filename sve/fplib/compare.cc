@@ -40,13 +40,8 @@ order compare(T op1, T op2, bool signal_quiet, FPSCR& fpscr) {
 // denormal comes out as a zero of its sign; nothing is rounded.
 template <class T>
 T max_min(T op1, T op2, bool maximum, FPSCR& fpscr) {
-  using f = fp_format<T>;
-  const int mode = fp_mode(fpscr);
-  int flags = 0;
-  const auto a = fp_unpack(op1, mode, &flags);
-  const auto b = fp_unpack(op2, mode, &flags);
-  T result = fp_process_nans(mode, &flags, op1, op2);
-  if (!result) {
+  return fp_binary(op1, op2, fpscr, [&](fp_unpacked<T> a, fp_unpacked<T> b, int, int*) {
+    using f = fp_format<T>;
     const int s1 = op1 >> (f::N - 1), s2 = op2 >> (f::N - 1);
     bool first;
     if (maximum)
@@ -55,10 +50,8 @@ T max_min(T op1, T op2, bool maximum, FPSCR& fpscr) {
       first = s1 != s2 ? s1 : (op1 < op2) != bool(s1);
     const auto& u = first ? a : b;
     const int field = u.exp == 1 && !(u.mnt >> f::F) ? 0 : u.exp;
-    result = T(f::zero(u.sgn) | T(T(field) << f::F) | T(u.mnt & f::frac_mask));
-  }
-  fp_set_status(fpscr, flags);
-  return result;
+    return T(f::zero(u.sgn) | T(T(field) << f::F) | T(u.mnt & f::frac_mask));
+  });
 }
 
 // A quiet NaN facing a number becomes the infinity that loses to everything.

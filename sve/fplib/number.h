@@ -57,6 +57,21 @@ T fp_process_nans(int mode, int* flags, T first, U... rest) {
   return 0;
 }
 
+// The frame of a two-operand operation: both operands unpacked in argument
+// order (flushing, with IDC), the NaN result if there is one, else
+// body(a, b, mode, flags); the status bits are set at the end.
+template <class T, class Body>
+T fp_binary(T op1, T op2, FPSCR& fpscr, Body body) {
+  const int mode = fp_mode(fpscr);
+  int flags = 0;
+  auto a = fp_unpack(op1, mode, &flags);
+  auto b = fp_unpack(op2, mode, &flags);
+  T result = fp_process_nans(mode, &flags, op1, op2);
+  if (!result) result = body(a, b, mode, &flags);
+  fp_set_status(fpscr, flags);
+  return result;
+}
+
 // Shifts a non-zero mantissa left until its top bit is set, taking the shift
 // off the exponent.
 template <class T>
