@@ -27,6 +27,8 @@ import tempfile
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 QEMU = "qemu-aarch64"
 SYSROOT = "/usr/aarch64-linux-gnu"
+# The processor without SVE that the AArch64 build of the emulator runs on.
+HOST_CPU = os.environ.get("SVE_HOST_CPU", "neoverse-n1")
 CASE = struct.Struct("<IIQII")
 RESULT = struct.Struct("<IIQ")
 STATUS = {0: "ran", 1: "SIGILL", 2: "SIGSEGV", 3: "SIGBUS", 4: "signal", 255: "crashed"}
@@ -218,7 +220,7 @@ def main():
     cross_emu = os.path.join(args.cross_build, "tests/conformance/conformance_emu")
     cross_ref = os.path.join(args.cross_build, "tests/conformance/conformance_ref")
     reference = [QEMU, "-cpu", "max,sve-default-vector-length=%d" % (args.vl // 8), "-L", SYSROOT, cross_ref]
-    sides = {"native": [native], "aarch64": [QEMU, "-cpu", "cortex-a72", "-L", SYSROOT, cross_emu]}
+    sides = {"native": [native], "aarch64": [QEMU, "-cpu", HOST_CPU, "-L", SYSROOT, cross_emu]}
     sides = {k: v for k, v in sides.items() if k in args.sides.split(",")}
 
     entries = []

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "../decode/sve_emu.h"
 
@@ -15,8 +16,15 @@ namespace sve {
 void emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
 
 // The two lines of the exit report, on stderr, named by the basename of the
-// main module's path.
-void print_exit_report(const char* module_path, uint64_t native_instructions);
+// main module's path. A host that cannot see the native instructions passes
+// no count, and the second line says that they were not counted.
+void print_exit_report(const char* module_path, std::optional<uint64_t> native_instructions);
+
+// Names on stderr, with `tool` in front, an instruction word at `pc` that
+// raised SIGILL and is about to get the program's own action, so that a user
+// learns why the program dies: an SVE word that the emulator does not know,
+// or another word that the processor does not have. Safe in a signal handler.
+void report_illegal_instruction(const char* tool, const uint32_t* pc);
 
 // The block rewriting rule: a block is rewritten when it lies in the main
 // module or in no module at all (generated code); blocks of shared libraries

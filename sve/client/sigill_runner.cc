@@ -4,8 +4,9 @@
 // thread's own cpu_state, carries the instruction out and moves them back,
 // and the program goes on after it. Any other SIGILL gets the action that
 // was there before the runner, so the program dies as it would without it.
-// At exit the runner prints the same report as the framework client; it sees
-// only the instructions it emulates, so its count of native instructions is 0.
+// At exit the runner prints the count of emulated instructions as the
+// framework client does; it sees only the instructions it emulates, so its
+// second line says that native instructions are not counted.
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -33,17 +34,6 @@ cpu_state* state_of_this_thread() {
   return thread_state;
 }
 
-// A word of the SVE encoding space (bits 28:25 = 0010) that the emulator does
-// not know is named on stderr before the program dies of it.
-void report_unknown(const uint32_t* pc) {
-  uint32_t word = *pc;
-  if ((word >> 25 & 0xf) != 0x2) return;
-  char text[96];
-  int n = snprintf(text, sizeof text, "sve-run: SVE instruction 0x%08x at %p is not emulated\n", word,
-                   static_cast<const void*>(pc));
-  if (n > 0) (void)!write(STDERR_FILENO, text, size_t(n));
-}
-
 // Gives the signal back to the action that the runner replaced: for a fault
 // the instruction runs again and faults under it; a signal sent by a process
 // is raised again.
@@ -58,7 +48,7 @@ void on_sigill(int, siginfo_t* info, void* context) {
   sve_handler h = info->si_code > 0 ? is_sve(*pc) : nullptr;
   cpu_state* s = h ? state_of_this_thread() : nullptr;
   if (!s || !sve::state_from_signal(uc, s)) {
-    if (info->si_code > 0) report_unknown(pc);
+    if (info->si_code > 0) sve::report_illegal_instruction("sve-run", pc);
     return pass_on(info);
   }
   sve::emulate_word(s, *pc, pc, h);
@@ -80,7 +70,7 @@ void on_sigill(int, siginfo_t* info, void* context) {
   char path[PATH_MAX] = "?";
   ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
   if (n > 0) path[n] = 0;
-  sve::print_exit_report(path, 0);
+  sve::print_exit_report(path, std::nullopt);
 }
 
 }  // namespace

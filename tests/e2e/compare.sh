@@ -25,7 +25,7 @@ case $mode in
     if [[ $(uname -m) == aarch64 ]]; then
       "$SVE_DRRUN" -c "$SVE_CLIENT" -- "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err"
     else
-      qemu-aarch64 -cpu cortex-a72 -L "$sysroot" "$SVE_DRRUN" -c "$SVE_CLIENT" -- "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err"
+      qemu-aarch64 -cpu "${SVE_HOST_CPU:-neoverse-n1}" -L "$sysroot" "$SVE_DRRUN" -c "$SVE_CLIENT" -- "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err"
     fi ;;
   *) echo "compare.sh: unknown mode $mode" >&2; exit 2 ;;
 esac

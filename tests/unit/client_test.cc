@@ -65,3 +65,32 @@ TEST(Emulation, ExitReportNamesTheProgram) {
   std::string count = std::to_string(sve_instr_count.load());
   EXPECT_EQ(err, "app: " + count + " SVE instructions executed\napp: 42 Non-SVE AArch64 instructions executed\n");
 }
+
+TEST(Emulation, RunnerReportSaysNativeInstructionsAreNotCounted) {
+  testing::internal::CaptureStderr();
+  print_exit_report("app", std::nullopt);
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_NE(err.find("app: Non-SVE AArch64 instructions are not counted in this mode"), std::string::npos) << err;
+  EXPECT_EQ(err.find(" 0 Non-SVE"), std::string::npos) << err;
+}
+
+TEST(Emulation, IllegalInstructionsAreNamedWithWordAndAddress) {
+  struct {
+    uint32_t word;
+    const char* says;
+  } rows[] = {
+      {0x44188020, "tool: SVE instruction 0x44188020 at "},  // SVE2 sqadd, outside the emulated set
+      {0x1eee1000, "tool: instruction 0x1eee1000 at "},      // fmov h0, #1.0
+      {0x00000000, "tool: instruction 0x00000000 at "},
+  };
+  for (auto& r : rows) {
+    testing::internal::CaptureStderr();
+    report_illegal_instruction("tool", &r.word);
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(err.rfind(r.says, 0), 0u) << err;
+    char at[32];
+    snprintf(at, sizeof at, "%p", static_cast<void*>(&r.word));
+    EXPECT_NE(err.find(at), std::string::npos) << err;
+    EXPECT_EQ(err.find("not emulated") != std::string::npos, r.word == 0x44188020) << err;
+  }
+}

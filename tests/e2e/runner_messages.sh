@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# runner_messages.sh DIR: what sve-run tells a user when it cannot run a
+# program or an instruction. DIR holds the built test program `illegal` and a
+# static copy `illegal_static`. Each case checks the exit status and one line
+# of stderr.
+set -uo pipefail
+dir=$1
+root=$(cd "$(dirname "$0")/../.." && pwd)
+run=$root/tools/sve-run
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+failed=0
+
+# expect NAME STATUS PATTERN COMMAND...: COMMAND exits with STATUS and its
+# stderr has a line matching PATTERN (an extended regular expression).
+expect() {
+  local name=$1 status=$2 pattern=$3; shift 3
+  "$@" >"$tmp/out" 2>"$tmp/err"
+  local rc=$?
+  if [[ $rc != "$status" ]] || ! grep -qE -- "$pattern" "$tmp/err"; then
+    echo "FAIL $name: exit $rc (want $status); stderr:"; sed 's/^/  /' "$tmp/err" | head -5
+    failed=1
+  else
+    echo "ok   $name"
+  fi
+}
+
+printf 'not a program\n' >"$tmp/text"; chmod +x "$tmp/text"
+cp "$dir/illegal" "$tmp/noexec"; chmod -x "$tmp/noexec"
+cp "$dir/illegal" "$tmp/unreadable"; chmod 100 "$tmp/unreadable"
+x86=$(type -P true)
+
+expect "runs an SVE instruction" 0 "^illegal: 1 SVE instructions executed$" "$run" "$dir/illegal" ok
+expect "native instructions are not counted" 0 "^illegal: Non-SVE AArch64 instructions are not counted" "$run" "$dir/illegal" ok
+expect "ARMv8.2 half precision runs" 0 "SVE instructions executed" "$run" "$dir/illegal" fp16
+expect "SVE2 word is named" 132 "^sve-run: SVE instruction 0x44188020 at 0x[0-9a-f]+ is not emulated$" "$run" "$dir/illegal" sve2
+expect "missing instruction of an ARMv8.0 host is named" 132 \
+  "^sve-run: instruction 0x1eee1000 at 0x[0-9a-f]+ is not SVE and this processor does not have it$" \
+  env SVE_HOST_CPU=cortex-a72 "$run" "$dir/illegal" fp16
+expect "no program" 127 "^sve-run: usage: " "$run"
+expect "missing program" 127 "^sve-run: no such program: " "$run" "$tmp/missing"
+expect "not executable" 127 "^sve-run: not executable: " "$run" "$tmp/noexec"
+expect "not ELF" 127 "is not an AArch64 executable" "$run" "$tmp/text"
+expect "not AArch64" 127 "is not an AArch64 executable" "$run" "$x86"
+expect "static program" 127 "is a static executable" "$run" "$dir/illegal_static"
+expect "missing runner library" 127 "the runner library libsve_run_1024.so is not built" \
+  env -u SVE_RUN_LIB SVE_VL_BITS=1024 SVE_OUT="$tmp" "$run" "$dir/illegal" ok
+if [[ $(uname -m) != aarch64 ]]; then
+  expect "unknown processor model" 127 "has no processor model 'cortex-z9'" \
+    env SVE_HOST_CPU=cortex-z9 "$run" "$dir/illegal" ok
+fi
+[[ $(id -u) == 0 ]] || expect "unreadable program" 127 "^sve-run: not a readable file: " "$run" "$tmp/unreadable"
+exit $failed
