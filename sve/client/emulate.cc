@@ -4,7 +4,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
+#include "../decode/decode.h"
 #include "../decode/direct.h"
 #include "../decode/stats.h"
 
@@ -19,6 +21,14 @@ void emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
     update_sve_stats(addr, word);
   else
     fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", *addr, static_cast<void*>(addr));
+}
+
+bool accesses_memory(sve_handler h) {
+  for (const decode_family* f : all_families())
+    if (std::string_view(f->name).starts_with("memory_"))
+      for (const decode_entry& e : f->entries)
+        if (e.handler == h) return true;
+  return false;
 }
 
 void print_exit_report(const char* module_path, std::optional<uint64_t> native_instructions) {

@@ -2,6 +2,7 @@
 // whether the host is the instrumentation framework or the SIGILL runner.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -14,6 +15,9 @@ namespace sve {
 // handler is reported on stderr and not counted; the registers stay as the
 // handler left them and the program goes on.
 void emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
+
+// Whether the instruction of this handler reads or writes memory.
+bool accesses_memory(sve_handler h);
 
 // The two lines of the exit report, on stderr, named by the basename of the
 // main module's path. A host that cannot see the native instructions passes
@@ -33,17 +37,50 @@ constexpr bool rewrites_block(bool in_module, uintptr_t module_start, uintptr_t 
   return !in_module || module_start == main_start;
 }
 
-// Walks the words of a block that is rewritten: calls replace(i, handler) for
-// each word that the emulator knows and returns the count of the others,
-// which run natively.
-template <class Words, class Replace>
-uint64_t plan_block(const Words& words, Replace&& replace) {
+// The room that the sequences of one block have in the framework's code
+// cache. A fragment holds at most 32 KiB on AArch64, and the framework adds
+// exit stubs and expands some native instructions that it must rewrite;
+// a native instruction is reckoned at 16 bytes for that reason. A block's
+// first emulated instruction always goes in; the next ones only while they
+// fit, at the size that the last sequence took.
+class block_budget {
+ public:
+  static constexpr size_t room = 24 * 1024;
+  static constexpr size_t native_bytes = 16;
+
+  bool fits_emulated() const { return used_ == 0 || used_ + sequence_ <= room; }
+  void add_native() { used_ += native_bytes; }
+  void add_emulated(size_t sequence_bytes) { used_ += sequence_bytes, sequence_ = sequence_bytes; }
+
+ private:
+  size_t used_ = 0;
+  size_t sequence_ = 1024;  // until the first sequence is measured
+};
+
+// Rewrites a block that lies where the client rewrites: written once for the
+// framework and for tests. `Block` walks the application instructions with
+// first() and next(item) (a null item at the end) and gives word(item);
+// replace(item, handler) puts the emulation sequence in the item's place and
+// returns its size in bytes; cut(item) takes the item and everything after
+// it out of the block, so that they make a block of their own, built when
+// control reaches them. Returns the count of instructions left to run
+// natively.
+template <class Block>
+uint64_t rewrite_block(Block& block) {
+  block_budget budget;
   uint64_t native = 0;
-  unsigned i = 0;
-  for (uint32_t w : words) {
-    if (sve_handler h = is_sve(w)) replace(i, h);
-    else ++native;
-    ++i;
+  for (auto i = block.first(), next = i; i; i = next) {
+    next = block.next(i);
+    const sve_handler h = is_sve(block.word(i));
+    if (!h) {
+      budget.add_native();
+      ++native;
+    } else if (budget.fits_emulated()) {
+      budget.add_emulated(block.replace(i, h));
+    } else {
+      block.cut(i);
+      break;
+    }
   }
   return native;
 }

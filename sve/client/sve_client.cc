@@ -5,6 +5,13 @@
 // constants, and moves the registers back. Other instructions run natively.
 // At exit the client reports how many instructions it emulated and how many
 // native instructions it saw in the blocks it built.
+//
+// The call is a plain call on a stack of the thread's own: the sequence has
+// saved every register that the emulator reads or writes, so the framework's
+// clean call, which saves and restores all of them once more, would only
+// double the work and the code. A block holds only as many sequences as fit
+// in the framework's largest fragment; the rest of it becomes a block of its
+// own.
 #include <signal.h>
 
 #include <atomic>
@@ -35,14 +42,35 @@ namespace {
 
 int tls_idx;
 module_data_t* exe;
+
 app_pc exe_start;
 std::atomic<uint64_t> aarch64_instr_count;
 
 // Registers of the inserted sequence: X27 holds the address of cpu_state,
-// X26 is scratch, and X28 is the framework's stolen register.
-constexpr reg_id_t base = DR_REG_X27, scratch = DR_REG_X26;
+// and X28 is the framework's stolen register, whose application value lives
+// in a slot of the framework.
+constexpr reg_id_t base = DR_REG_X27;
 
 opnd_t field(size_t offset, opnd_size_t size) { return opnd_create_base_disp(base, DR_REG_NULL, 0, int(offset), size); }
+
+// What the client keeps for each thread: the register file, and the top of
+// the stack that the emulator runs on, which the sequence loads through the
+// base register. The application's stack may be small or may be the one
+// that it is switching away from, so the emulator never runs on it.
+constexpr size_t emulator_stack_bytes = 256 * 1024;
+struct thread_data {
+  cpu_state state;
+  void* stack;
+  uintptr_t stack_top;
+  // Nonzero after a plain access of an emulated memory instruction faulted:
+  // an address that the sequence then reads itself, see below.
+  uintptr_t fault_address;
+};
+static_assert(offsetof(thread_data, state) == 0);
+static_assert(offsetof(thread_data, fault_address) < 32760, "reachable by a load from the base register");
+
+// An address in the page at 0, which no process maps.
+constexpr uintptr_t unmapped_address = 16;
 
 // Inserts one instruction that the client builds, translated to the
 // application address of the instruction it replaces.
@@ -67,7 +95,14 @@ bool framework_try_read(const void* addr, void* out, unsigned n) {
 }
 constexpr sve::memory_host framework_memory{framework_try_read};
 
+// An illegal instruction of the application, raised by the code that it
+// runs (an SVE word in a shared library, or one that the emulator does not
+// know), is named before the program gets it.
 dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
+  uint32_t word;
+  if (info->sig == SIGILL && info->mcontext && info->fault_fragment_info.cache_start_pc &&
+      framework_try_read(info->mcontext->pc, &word, 4))
+    sve::report_illegal_instruction("SVE client", reinterpret_cast<const uint32_t*>(info->mcontext->pc));
   if ((info->sig == SIGSEGV || info->sig == SIGBUS) && info->mcontext &&
       is_sve(*reinterpret_cast<const uint32_t*>(info->mcontext->pc)))
     dr_fprintf(STDERR,
@@ -77,106 +112,155 @@ dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
   return DR_SIGNAL_DELIVER;
 }
 
-void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler) {
-  void* dc = dr_get_current_drcontext();
-  auto* s = static_cast<cpu_state*>(drmgr_get_tls_field(dc, tls_idx));
-  s->x[26] = dr_read_saved_reg(dc, SPILL_SLOT_1);
-  s->x[27] = dr_read_saved_reg(dc, SPILL_SLOT_2);
-  s->x[28] = dr_read_saved_reg(dc, SPILL_SLOT_3);
+// The callee of the sequence: the registers are in the thread's cpu_state,
+// X26 to X28 included, and go back from there.
+void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler, cpu_state* s) {
   sve::emulate_word(s, word, reinterpret_cast<uint32_t*>(addr), handler);
-  dr_write_saved_reg(dc, SPILL_SLOT_1, s->x[26]);
-  dr_write_saved_reg(dc, SPILL_SLOT_2, s->x[27]);
-  dr_write_saved_reg(dc, SPILL_SLOT_3, s->x[28]);
+}
+
+// The callee for the instructions that touch memory. A plain access that
+// faults inside the client would end the process as a crash of the client,
+// so the instruction runs under the framework's recovery; after a fault it
+// is abandoned, and the sequence makes the application fault in its place
+// (insert_emulation).
+void emulate_memory_instruction(unsigned int word, uint8_t* addr, sve_handler handler, cpu_state* s) {
+  auto* t = reinterpret_cast<thread_data*>(s);
+  t->fault_address = 0;
+  DR_TRY_EXCEPT(
+      dr_get_current_drcontext(), { sve::emulate_word(s, word, reinterpret_cast<uint32_t*>(addr), handler); },
+      { t->fault_address = unmapped_address; });
 }
 
 // The sequence that stands for one SVE instruction. The address of
 // cpu_state is read from the thread's TLS field by the inserted code itself,
-// because blocks are shared between threads.
+// because blocks are shared between threads. Only the base register needs a
+// spill slot: once it holds the address of cpu_state, every other register
+// goes straight there, and X0, saved first, is the scratch register of the
+// rest of the sequence.
 void insert_emulation(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint32_t word, sve_handler h) {
   inserter put{dc, bb, where, pc};
-  dr_save_reg(dc, bb, where, scratch, SPILL_SLOT_1);
+  const opnd_t x0 = opnd_create_reg(DR_REG_X0), w0 = opnd_create_reg(DR_REG_W0);
+  auto x_at = [](int r, opnd_size_t size) { return field(offsetof(cpu_state, x) + size_t(r) * 8, size); };
+  auto q_at = [](int q) { return field(offsetof(cpu_state, z) + size_t(q) * sve_vl_bytes, OPSZ_16); };
+  auto reg = [](int r) { return opnd_create_reg(reg_id_t(DR_REG_X0 + r)); };
+
   dr_save_reg(dc, bb, where, base, SPILL_SLOT_2);
-  dr_insert_get_stolen_reg_value(dc, bb, where, base);
-  dr_save_reg(dc, bb, where, base, SPILL_SLOT_3);
   drmgr_insert_read_tls_field(dc, tls_idx, bb, where, base);
-
+  for (int r = 0; r < 26; r += 2) put(INSTR_CREATE_stp(dc, x_at(r, OPSZ_16), reg(r), reg(r + 1)));
+  put(INSTR_CREATE_str(dc, x_at(26, OPSZ_8), opnd_create_reg(DR_REG_X26)));
+  dr_restore_reg(dc, bb, where, DR_REG_X0, SPILL_SLOT_2);
+  dr_insert_get_stolen_reg_value(dc, bb, where, DR_REG_X1);
+  put(INSTR_CREATE_stp(dc, x_at(27, OPSZ_16), x0, reg(1)));
+  put(INSTR_CREATE_stp(dc, x_at(29, OPSZ_16), reg(29), reg(30)));
   // SP moves through an add of 0: a register move cannot name it.
-  put(INSTR_CREATE_add(dc, opnd_create_reg(scratch), opnd_create_reg(DR_REG_SP), OPND_CREATE_INT(0)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, sp), OPSZ_8), opnd_create_reg(scratch)));
-  auto pair_at = [](int r) { return field(offsetof(cpu_state, x) + size_t(r) * 8, OPSZ_16); };
-  for (int r = 0; r < 26; r += 2)
-    put(INSTR_CREATE_stp(dc, pair_at(r), opnd_create_reg(reg_id_t(DR_REG_X0 + r)),
-                         opnd_create_reg(reg_id_t(DR_REG_X0 + r + 1))));
-  put(INSTR_CREATE_stp(dc, pair_at(29), opnd_create_reg(DR_REG_X29), opnd_create_reg(DR_REG_X30)));
-  for (int q = 0; q < 32; ++q)
-    put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, z) + size_t(q) * sve_vl_bytes, OPSZ_16),
-                         opnd_create_reg(reg_id_t(DR_REG_Q0 + q))));
-  put(INSTR_CREATE_mrs(dc, opnd_create_reg(scratch), opnd_create_reg(DR_REG_NZCV)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, nzcv), OPSZ_8), opnd_create_reg(scratch)));
-  put(INSTR_CREATE_mrs(dc, opnd_create_reg(scratch), opnd_create_reg(DR_REG_FPSR)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpsr), OPSZ_4), opnd_create_reg(DR_REG_W26)));
-  put(INSTR_CREATE_mrs(dc, opnd_create_reg(scratch), opnd_create_reg(DR_REG_FPCR)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpcr), OPSZ_4), opnd_create_reg(DR_REG_W26)));
+  put(INSTR_CREATE_add(dc, x0, opnd_create_reg(DR_REG_SP), OPND_CREATE_INT(0)));
+  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, sp), OPSZ_8), x0));
+  for (int q = 0; q < 32; ++q) put(INSTR_CREATE_str(dc, q_at(q), opnd_create_reg(reg_id_t(DR_REG_Q0 + q))));
+  put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_NZCV)));
+  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, nzcv), OPSZ_8), x0));
+  put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_FPSR)));
+  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpsr), OPSZ_4), w0));
+  put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_FPCR)));
+  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpcr), OPSZ_4), w0));
 
-  // The framework's call keeps the spill slots and its stolen register; it
-  // restores the host registers as they were before it, and the loads that
-  // follow replace them with what the handler left.
-  dr_insert_clean_call(dc, bb, where, reinterpret_cast<void*>(emulate_instruction), false, 3,
-                       OPND_CREATE_INT32(int32_t(word)), OPND_CREATE_INTPTR(pc),
-                       OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)));
+  // The call: onto the emulator's stack, then a plain call. The callee keeps
+  // the base register and the stolen register, as the calling convention
+  // has it; every other register it may change is loaded back below, SP
+  // included.
+  put(INSTR_CREATE_ldr(dc, x0, field(offsetof(thread_data, stack_top), OPSZ_8)));
+  put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
+  const bool memory = sve::accesses_memory(h);
+  void* callee = reinterpret_cast<void*>(memory ? emulate_memory_instruction : emulate_instruction);
+  dr_insert_call(dc, bb, where, callee, 4, OPND_CREATE_INT32(int32_t(word)), OPND_CREATE_INTPTR(pc),
+                 OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)), opnd_create_reg(base));
 
-  drmgr_insert_read_tls_field(dc, tls_idx, bb, where, base);
-  put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_W26), field(offsetof(cpu_state, fpcr), OPSZ_4)));
-  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPCR), opnd_create_reg(scratch)));
-  put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_W26), field(offsetof(cpu_state, fpsr), OPSZ_4)));
-  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPSR), opnd_create_reg(scratch)));
-  put(INSTR_CREATE_ldr(dc, opnd_create_reg(scratch), field(offsetof(cpu_state, nzcv), OPSZ_8)));
-  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_NZCV), opnd_create_reg(scratch)));
-  for (int q = 0; q < 32; ++q)
-    put(INSTR_CREATE_ldr(dc, opnd_create_reg(reg_id_t(DR_REG_Q0 + q)),
-                         field(offsetof(cpu_state, z) + size_t(q) * sve_vl_bytes, OPSZ_16)));
-  for (int r = 0; r < 26; r += 2)
-    put(INSTR_CREATE_ldp(dc, opnd_create_reg(reg_id_t(DR_REG_X0 + r)), opnd_create_reg(reg_id_t(DR_REG_X0 + r + 1)),
-                         pair_at(r)));
-  put(INSTR_CREATE_ldp(dc, opnd_create_reg(DR_REG_X29), opnd_create_reg(DR_REG_X30), pair_at(29)));
-  put(INSTR_CREATE_ldr(dc, opnd_create_reg(scratch), field(offsetof(cpu_state, sp), OPSZ_8)));
-  put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), opnd_create_reg(scratch), OPND_CREATE_INT(0)));
-  dr_restore_reg(dc, bb, where, base, SPILL_SLOT_3);
-  dr_insert_set_stolen_reg_value(dc, bb, where, base);
-  dr_restore_reg(dc, bb, where, base, SPILL_SLOT_2);
-  dr_restore_reg(dc, bb, where, scratch, SPILL_SLOT_1);
+  put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpcr), OPSZ_4)));
+  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPCR), x0));
+  put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpsr), OPSZ_4)));
+  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPSR), x0));
+  put(INSTR_CREATE_ldr(dc, x0, field(offsetof(cpu_state, nzcv), OPSZ_8)));
+  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_NZCV), x0));
+  for (int q = 0; q < 32; ++q) put(INSTR_CREATE_ldr(dc, opnd_create_reg(reg_id_t(DR_REG_Q0 + q)), q_at(q)));
+  put(INSTR_CREATE_ldr(dc, x0, field(offsetof(cpu_state, sp), OPSZ_8)));
+  put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
+  put(INSTR_CREATE_ldr(dc, x0, x_at(28, OPSZ_8)));
+  dr_insert_set_stolen_reg_value(dc, bb, where, DR_REG_X0);
+  put(INSTR_CREATE_ldp(dc, reg(29), reg(30), x_at(29, OPSZ_16)));
+  for (int r = 0; r < 26; r += 2) put(INSTR_CREATE_ldp(dc, reg(r), reg(r + 1), x_at(r, OPSZ_16)));
+  // After a fault of the emulated access, the application faults at the
+  // instruction: a load from the fault address, translated to the
+  // instruction's address, reaches the application as a SIGSEGV of the
+  // instruction itself, and the signal event names it before the default
+  // action ends the process.
+  if (memory) {
+    instr_t* done = INSTR_CREATE_label(dc);
+    put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_X26), field(offsetof(thread_data, fault_address), OPSZ_8)));
+    put(INSTR_CREATE_cbz(dc, opnd_create_instr(done), opnd_create_reg(DR_REG_X26)));
+    put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_X26),
+                         opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
+    instrlist_meta_preinsert(bb, where, done);
+  }
+  // The base register is loaded last, from itself.
+  put(INSTR_CREATE_ldp(dc, opnd_create_reg(DR_REG_X26), opnd_create_reg(base), x_at(26, OPSZ_16)));
 }
+
+// The application instructions of a block as the rewriter walks them.
+struct framework_block {
+  void* dc;
+  instrlist_t* bb;
+
+  instr_t* first() const { return instrlist_first_app(bb); }
+  instr_t* next(instr_t* i) const { return instr_get_next_app(i); }
+  uint32_t word(instr_t* i) const {
+    const byte* raw = instr_get_raw_bits(i);
+    return *reinterpret_cast<const uint32_t*>(raw ? raw : instr_get_app_pc(i));
+  }
+  // The sequence takes the instruction's place; every instruction that the
+  // sequence consists of is one 4-byte word once encoded.
+  size_t replace(instr_t* i, sve_handler h) const {
+    app_pc pc = instr_get_app_pc(i);
+    SVE_ASSERT(dr_get_stolen_reg() == DR_REG_X28);
+    instr_t* before = instr_get_prev(i);
+    insert_emulation(dc, bb, i, pc, *reinterpret_cast<const uint32_t*>(pc), h);
+    size_t bytes = 0;
+    for (instr_t* n = before ? instr_get_next(before) : instrlist_first(bb); n != i; n = instr_get_next(n)) bytes += 4;
+    instrlist_remove(bb, i);
+    instr_destroy(dc, i);
+    return bytes;
+  }
+  // The block falls through to the first instruction taken out.
+  void cut(instr_t* from) const {
+    for (instr_t *i = from, *n; i; i = n) {
+      n = instr_get_next(i);
+      instrlist_remove(bb, i);
+      instr_destroy(dc, i);
+    }
+  }
+};
 
 dr_emit_flags_t event_instruction_change(void* dc, void* tag, instrlist_t* bb, bool, bool) {
   module_data_t* mod = dr_lookup_module(dr_fragment_app_pc(tag));
   uintptr_t start = mod ? reinterpret_cast<uintptr_t>(mod->start) : 0;
   if (mod) dr_free_module_data(mod);
   if (!sve::rewrites_block(mod != nullptr, start, reinterpret_cast<uintptr_t>(exe_start))) return DR_EMIT_DEFAULT;
-  for (instr_t *i = instrlist_first_app(bb), *next; i; i = next) {
-    next = instr_get_next_app(i);
-    const byte* raw = instr_get_raw_bits(i);
-    uint32_t word = *reinterpret_cast<const uint32_t*>(raw ? raw : instr_get_app_pc(i));
-    sve_handler h = is_sve(word);
-    if (!h) {
-      aarch64_instr_count.fetch_add(1, std::memory_order_relaxed);
-      continue;
-    }
-    app_pc pc = instr_get_app_pc(i);
-    word = *reinterpret_cast<const uint32_t*>(pc);
-    SVE_ASSERT(dr_get_stolen_reg() == DR_REG_X28);
-    insert_emulation(dc, bb, i, pc, word, h);
-    instrlist_remove(bb, i);
-    instr_destroy(dc, i);
-  }
+  framework_block block{dc, bb};
+  aarch64_instr_count.fetch_add(sve::rewrite_block(block), std::memory_order_relaxed);
   return DR_EMIT_DEFAULT;
 }
 
-void event_thread_init(void* dc) { drmgr_set_tls_field(dc, tls_idx, dr_thread_alloc(dc, sizeof(cpu_state))); }
+void event_thread_init(void* dc) {
+  auto* t = static_cast<thread_data*>(dr_thread_alloc(dc, sizeof(thread_data)));
+  t->stack = dr_raw_mem_alloc(emulator_stack_bytes, DR_MEMPROT_READ | DR_MEMPROT_WRITE, nullptr);
+  t->stack_top = reinterpret_cast<uintptr_t>(t->stack) + emulator_stack_bytes;
+  drmgr_set_tls_field(dc, tls_idx, &t->state);
+}
 
 void event_thread_exit(void* dc) {
   void* data = drmgr_get_tls_field(dc, tls_idx);
   SVE_ASSERT(data != NULL);
-  dr_thread_free(dc, data, sizeof(cpu_state));
+  auto* t = static_cast<thread_data*>(data);
+  dr_raw_mem_free(t->stack, emulator_stack_bytes);
+  dr_thread_free(dc, data, sizeof(thread_data));
 }
 
 void event_exit() {

@@ -39,7 +39,7 @@ std::atomic<uint64_t> sve_instr_count{0};
 // then the maps. Objects of one translation unit are initialised in the order
 // of their definitions and destroyed in reverse at process exit.
 std::map<uint32_t*, std::pair<uint32_t, std::atomic<uint64_t>>> icounts;
-std::mutex icounts_mutex;
+sve::spin_lock icounts_mutex;
 long page_size = sysconf(_SC_PAGESIZE);
 
 namespace {
@@ -119,7 +119,7 @@ extern "C" aarch64_decode_rc execute_sve_instruction(cpu_state* s) {
 }
 
 extern "C" void update_sve_stats(uint32_t* addr, unsigned int word) {
-  std::lock_guard<std::mutex> lock(icounts_mutex);
+  std::lock_guard<sve::spin_lock> lock(icounts_mutex);
   sve_instr_count.fetch_add(1);
   auto it = icounts.find(addr);
   if (it == icounts.end())

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # compare.sh MODE PROGRAM [ARGS...]: runs an AArch64 SVE program on the real
 # SVE reference (qemu at the build's vector length) and under the emulator,
-# MODE "runner" (sve-run) or "client" (the framework client through drrun),
-# and fails unless standard output and exit status are identical.
-# Environment: SVE_VL_BITS; SVE_RUN_LIB for the runner; SVE_DRRUN and
-# SVE_CLIENT for the client; SVE_EXPECT_COUNT, the number of SVE instructions
-# that the exit report must give.
+# MODE "runner" (sve-run) or "client" (the framework client through
+# sve-dr), and fails unless standard output and exit status are identical.
+# Environment: SVE_VL_BITS; SVE_RUN_LIB for the runner; SVE_CLIENT_LIB and
+# DYNAMORIO_HOME for the client; SVE_EXPECT_COUNT, the number of SVE
+# instructions that the exit report must give.
 set -uo pipefail
 mode=$1 prog=$2; shift 2
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -18,15 +18,11 @@ ref_rc=$?
 case $mode in
   runner) "$root/tools/sve-run" "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err" ;;
   client)
-    if [[ -z ${SVE_DRRUN:-} || -z ${SVE_CLIENT:-} ]]; then
-      echo "skipped: the framework client is not built (configure with DynamoRIO_DIR to build and test it)"
+    if [[ -z ${SVE_CLIENT_LIB:-} ]]; then
+      echo "skipped: the framework client is not built (set DYNAMORIO_HOME to a DynamoRIO for AArch64, or configure with DynamoRIO_DIR, to build and test it)"
       exit 77
     fi
-    if [[ $(uname -m) == aarch64 ]]; then
-      "$SVE_DRRUN" -c "$SVE_CLIENT" -- "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err"
-    else
-      qemu-aarch64 -cpu "${SVE_HOST_CPU:-neoverse-n1}" -L "$sysroot" "$SVE_DRRUN" -c "$SVE_CLIENT" -- "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err"
-    fi ;;
+    "$root/tools/sve-dr" "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err" ;;
   *) echo "compare.sh: unknown mode $mode" >&2; exit 2 ;;
 esac
 emu_rc=$?

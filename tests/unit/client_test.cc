@@ -3,6 +3,8 @@
 // one emulated instruction does to the statistics.
 #include <gtest/gtest.h>
 
+#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "machine.h"
@@ -18,20 +20,74 @@ TEST(Rewriting, OnlyTheMainModuleAndGeneratedCode) {
   EXPECT_TRUE(rewrites_block(true, 0, 0));                       // no main module known
 }
 
+// A block as a list of words: replace() records what it replaced and says
+// that its sequence took `sequence_bytes`; cut() records where the block
+// ended.
+struct word_block {
+  explicit word_block(std::vector<uint32_t> w = {}) : words(std::move(w)) {}
+  std::vector<uint32_t> words;
+  size_t sequence_bytes = 540;
+  std::vector<std::pair<unsigned, sve_handler>> replaced;
+  int cut_at = -1;
+
+  const uint32_t* first() const { return words.empty() ? nullptr : words.data(); }
+  const uint32_t* next(const uint32_t* i) const { return i + 1 == words.data() + words.size() ? nullptr : i + 1; }
+  uint32_t word(const uint32_t* i) const { return *i; }
+  size_t replace(const uint32_t* i, sve_handler h) {
+    replaced.emplace_back(unsigned(i - words.data()), h);
+    return sequence_bytes;
+  }
+  void cut(const uint32_t* i) { cut_at = int(i - words.data()); }
+};
+
 TEST(Rewriting, SveWordsReplacedOthersCounted) {
   uint32_t add = test::word("VecU32AddVVM"), ptrue = test::word("VecP8TrueI") | 31u << 5;
-  std::vector<uint32_t> block = {0xd503201f /* nop */, add, add, 0x8b020020 /* add x0, x1, x2 */, ptrue,
-                                 0xd65f03c0 /* ret */};
-  std::vector<std::pair<unsigned, sve_handler>> replaced;
-  uint64_t native = plan_block(block, [&](unsigned i, sve_handler h) { replaced.emplace_back(i, h); });
-  EXPECT_EQ(native, 3u);
-  ASSERT_EQ(replaced.size(), 3u);
-  EXPECT_EQ(replaced[0].first, 1u);
-  EXPECT_EQ(replaced[1].first, 2u);  // two in a row: each its own
-  EXPECT_EQ(replaced[2].first, 4u);
-  EXPECT_EQ(replaced[0].second, is_sve(add));
-  EXPECT_EQ(replaced[2].second, is_sve(ptrue));
-  EXPECT_EQ(plan_block(std::vector<uint32_t>{}, [](unsigned, sve_handler) { FAIL(); }), 0u);
+  word_block block({0xd503201f /* nop */, add, add, 0x8b020020 /* add x0, x1, x2 */, ptrue, 0xd65f03c0 /* ret */});
+  EXPECT_EQ(rewrite_block(block), 3u);
+  ASSERT_EQ(block.replaced.size(), 3u);
+  EXPECT_EQ(block.replaced[0].first, 1u);
+  EXPECT_EQ(block.replaced[1].first, 2u);  // two in a row: each its own
+  EXPECT_EQ(block.replaced[2].first, 4u);
+  EXPECT_EQ(block.replaced[0].second, is_sve(add));
+  EXPECT_EQ(block.replaced[2].second, is_sve(ptrue));
+  EXPECT_EQ(block.cut_at, -1);
+  word_block empty;
+  EXPECT_EQ(rewrite_block(empty), 0u);
+}
+
+// A straight line of 300 SVE instructions is rewritten as a chain of blocks,
+// each cut before the sequence that would overflow the room of a fragment;
+// the words after a cut are neither replaced nor counted in that block.
+TEST(Rewriting, LongBlocksAreCutToFitTheCache) {
+  const uint32_t add = test::word("VecU32AddVVM");
+  size_t start = 0, blocks = 0;
+  while (start < 300) {
+    word_block block(std::vector<uint32_t>(300 - start, add));
+    block.words.insert(block.words.begin(), 0xd503201f);  // a nop in front of each
+    EXPECT_EQ(rewrite_block(block), 1u);
+    const size_t taken = block.replaced.size();
+    ASSERT_GT(taken, 0u);
+    EXPECT_LE(block_budget::native_bytes + taken * block.sequence_bytes, block_budget::room);
+    if (start + taken < 300) {
+      EXPECT_EQ(block.cut_at, int(taken) + 1);
+      EXPECT_GT(block_budget::native_bytes + (taken + 1) * block.sequence_bytes, block_budget::room);
+    } else {
+      EXPECT_EQ(block.cut_at, -1);
+    }
+    start += taken, ++blocks;
+  }
+  EXPECT_GT(blocks, 5u);
+}
+
+// A sequence larger than the room still goes in when it is the block's
+// first: a block always makes progress.
+TEST(Rewriting, TheFirstSequenceAlwaysGoesIn) {
+  const uint32_t add = test::word("VecU32AddVVM");
+  word_block block({add, add});
+  block.sequence_bytes = block_budget::room + 1;
+  rewrite_block(block);
+  EXPECT_EQ(block.replaced.size(), 1u);
+  EXPECT_EQ(block.cut_at, 1);
 }
 
 TEST(Emulation, CountsSuccessAndReportsFailure) {
@@ -42,7 +98,7 @@ TEST(Emulation, CountsSuccessAndReportsFailure) {
   EXPECT_EQ(sve_instr_count.load(), before + 1);
   EXPECT_EQ(s->pc, &code[0]);
   {
-    std::lock_guard<std::mutex> lock(icounts_mutex);
+    std::lock_guard lock(icounts_mutex);
     ASSERT_TRUE(icounts.count(&code[0]));
     EXPECT_EQ(icounts.at(&code[0]).first, code[0]);
   }
@@ -54,7 +110,7 @@ TEST(Emulation, CountsSuccessAndReportsFailure) {
   std::string err = testing::internal::GetCapturedStderr();
   EXPECT_NE(err.find("Error: failed to emulate SVE instruction 0x12345678 at PC"), std::string::npos) << err;
   EXPECT_EQ(sve_instr_count.load(), before + 1);
-  std::lock_guard<std::mutex> lock(icounts_mutex);
+  std::lock_guard lock(icounts_mutex);
   EXPECT_FALSE(icounts.count(&code[1]));
 }
 
@@ -93,4 +149,13 @@ TEST(Emulation, IllegalInstructionsAreNamedWithWordAndAddress) {
     EXPECT_NE(err.find(at), std::string::npos) << err;
     EXPECT_EQ(err.find("not emulated") != std::string::npos, r.word == 0x44188020) << err;
   }
+}
+
+// The client runs the instructions that touch memory under the framework's
+// recovery, and only those.
+TEST(Rewriting, KnowsWhichInstructionsTouchMemory) {
+  EXPECT_TRUE(accesses_memory(is_sve(test::word("VecU64CLoad8SIZ"))));
+  EXPECT_TRUE(accesses_memory(is_sve(test::word("VecU32CStore4SIZ"))));
+  EXPECT_FALSE(accesses_memory(is_sve(test::word("VecU32AddVVM"))));
+  EXPECT_FALSE(accesses_memory(is_sve(test::word("VecP8TrueI"))));
 }

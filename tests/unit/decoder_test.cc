@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -125,6 +126,48 @@ TEST(Stats, KeepsTheFirstWordAndCountsFromManyThreads) {
   EXPECT_EQ(sve_instr_count - total, 4001u);
   EXPECT_EQ(icounts.at(site).first, 0x11111111u);
   EXPECT_EQ(icounts.at(site).second.load(), 4001u);
+}
+
+// Eight threads make new table entries at once, as the threads of a program
+// do when each runs its own code: every entry and every count arrives.
+TEST(Stats, EightThreadsInsertingAtOnceLoseNothing) {
+  constexpr int threads_n = 8, sites_n = 500, passes = 3;
+  static uint32_t sites[threads_n][sites_n];
+  uint64_t total = sve_instr_count;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < threads_n; ++t)
+    threads.emplace_back([t] {
+      for (int pass = 0; pass < passes; ++pass)
+        for (auto& site : sites[t]) update_sve_stats(&site, uint32_t(t));
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(sve_instr_count - total, uint64_t(threads_n) * sites_n * passes);
+  for (int t = 0; t < threads_n; ++t)
+    for (auto& site : sites[t]) {
+      ASSERT_EQ(icounts.count(&site), 1u);
+      EXPECT_EQ(icounts.at(&site).first, uint32_t(t));
+      EXPECT_EQ(icounts.at(&site).second.load(), uint64_t(passes));
+    }
+}
+
+// The statistics lock excludes: a plain counter that only the holder
+// touches ends exact.
+TEST(Stats, TheLockExcludes) {
+  sve::spin_lock lock;
+  uint64_t counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 20000; ++i) {
+        std::lock_guard hold(lock);
+        counter = counter + 1;
+      }
+    });
+  for (auto& t : threads) t.join();
+  EXPECT_EQ(counter, 160000u);
+  EXPECT_TRUE(lock.try_lock());
+  EXPECT_FALSE(lock.try_lock());
+  lock.unlock();
 }
 
 TEST(Stats, DumpPrintsInAddressOrder) {

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# runner_messages.sh DIR: what sve-run tells a user when it cannot run a
-# program or an instruction. DIR holds the built test program `illegal` and a
-# static copy `illegal_static`. Each case checks the exit status and one line
-# of stderr.
+# launcher_messages.sh DIR: what sve-run and sve-dr tell a user when they
+# cannot run a program or an instruction. DIR holds the built test program
+# `illegal` and a static copy `illegal_static`. Each case checks the exit
+# status and one line of stderr. The cases of sve-dr that run a program need
+# the framework client (SVE_CLIENT_LIB and DYNAMORIO_HOME) and are skipped
+# without it.
 set -uo pipefail
 dir=$1
 root=$(cd "$(dirname "$0")/../.." && pwd)
 run=$root/tools/sve-run
+dr=$root/tools/sve-dr
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 failed=0
@@ -33,6 +36,8 @@ x86=$(type -P true)
 expect "runs an SVE instruction" 0 "^illegal: 1 SVE instructions executed$" "$run" "$dir/illegal" ok
 expect "native instructions are not counted" 0 "^illegal: Non-SVE AArch64 instructions are not counted" "$run" "$dir/illegal" ok
 expect "ARMv8.2 half precision runs" 0 "SVE instructions executed" "$run" "$dir/illegal" fp16
+fault_message="^quorvex's SVESigHandler caught signal SIGSEGV from the process being emulated, passing it to the default signal handler.$"
+expect "fatal fault of an emulated load" 139 "$fault_message" "$run" "$dir/illegal" fault
 expect "SVE2 word is named" 132 "^sve-run: SVE instruction 0x44188020 at 0x[0-9a-f]+ is not emulated$" "$run" "$dir/illegal" sve2
 expect "missing instruction of an ARMv8.0 host is named" 132 \
   "^sve-run: instruction 0x1eee1000 at 0x[0-9a-f]+ is not SVE and this processor does not have it$" \
@@ -50,4 +55,20 @@ if [[ $(uname -m) != aarch64 ]]; then
     env SVE_HOST_CPU=cortex-z9 "$run" "$dir/illegal" ok
 fi
 [[ $(id -u) == 0 ]] || expect "unreadable program" 127 "^sve-run: not a readable file: " "$run" "$tmp/unreadable"
+
+expect "sve-dr: missing program" 127 "^sve-dr: no such program: " "$dr" "$tmp/missing"
+expect "sve-dr: not AArch64" 127 "is not an AArch64 executable" "$dr" "$x86"
+expect "sve-dr: no framework" 127 "^sve-dr: no DynamoRIO installation: set DYNAMORIO_HOME" \
+  env -u DYNAMORIO_HOME SVE_OUT="$tmp" "$dr" "$dir/illegal" ok
+expect "sve-dr: not a framework" 127 "is not a DynamoRIO installation for AArch64" \
+  env DYNAMORIO_HOME="$tmp" "$dr" "$dir/illegal" ok
+if [[ -n ${SVE_CLIENT_LIB:-} ]]; then
+  expect "client: runs an SVE instruction" 0 "^illegal: 1 SVE instructions executed$" "$dr" "$dir/illegal" ok
+  expect "client: fatal fault of an emulated load" 139 "$fault_message" "$dr" "$dir/illegal" fault
+  expect "client: SVE2 word is named" 132 "^SVE client: SVE instruction 0x44188020 at 0x[0-9a-f]+ is not emulated$" \
+    "$dr" "$dir/illegal" sve2
+  expect "client: a static program runs" 0 "^illegal_static: 1 SVE instructions executed$" "$dr" "$dir/illegal_static" ok
+else
+  echo "skipped: the cases of sve-dr that run a program (the framework client is not built)"
+fi
 exit $failed
