@@ -127,4 +127,8 @@ SVE_EXPORT aarch64_decode_rc execute_sve_instruction(cpu_state* s);
 SVE_EXPORT void update_sve_stats(uint32_t* addr, unsigned int word);
 // Prints the per-address counts on stderr, in address order.
 SVE_EXPORT void dump_sve_stats(void);
+// Nonzero: floating point computes every operand on the exact integer path.
+// By default ordinary operands in round-to-nearest take the host's own
+// floating-point unit, with the same bits and flags.
+SVE_EXPORT void sve_set_exact_fp(int exact);
 }

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sve/fplib/fast.h"
 #include "sve/fplib/fplib.h"
 #include "sve/fplib/number.h"
 
@@ -113,6 +114,21 @@ void arithmetic_agrees() {
 
 TEST(FpLibrary, SingleAgreesWithHostArithmetic) { arithmetic_agrees<uint32_t>(); }
 TEST(FpLibrary, DoubleAgreesWithHostArithmetic) { arithmetic_agrees<uint64_t>(); }
+
+// The same with the fast path of ordinary operands off: the exact library
+// alone, on the operands that the fast path would otherwise take.
+struct exact_only {
+  exact_only() { fp_fast_path = false; }
+  ~exact_only() { fp_fast_path = true; }
+};
+TEST(FpLibrary, ExactSingleAgreesWithHostArithmetic) {
+  exact_only exact;
+  arithmetic_agrees<uint32_t>();
+}
+TEST(FpLibrary, ExactDoubleAgreesWithHostArithmetic) {
+  exact_only exact;
+  arithmetic_agrees<uint64_t>();
+}
 
 // One row: an operation on words, the FPSCR it starts with, the result and
 // the FPSCR after it.
