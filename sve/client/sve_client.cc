@@ -295,6 +295,9 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
   if (!drmgr_register_bb_app2app_event(event_instruction_change, nullptr)) SVE_ASSERT(false);
   drmgr_register_signal_event(event_signal);
   sve::set_memory_host(framework_memory);
+  // The framework's private copy of the C library has no page size of its
+  // own to give the emulator's static initialisation; the framework knows it.
+  page_size = long(dr_page_size());
   tls_idx = drmgr_register_tls_field();
   sve_instr_count = 0;
   aarch64_instr_count = 0;
