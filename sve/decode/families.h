@@ -27,9 +27,12 @@
   X(memory_replicate)     \
   X(memory_fill_spill)    \
   X(memory_gather_scatter) \
+  X(memory_first_fault)    \
   X(memory_prefetch)      \
   X(fp_arithmetic)        \
   X(fp_fused)             \
+  X(fp_estimates)         \
+  X(fp_conversions)       \
   X(fp_compares)          \
   X(fp_reductions)
 

@@ -77,11 +77,15 @@ bool addr_is_readable<char>(char volatile* address) {
 // The message goes out before the default actions come back: a protected
 // read on another thread that faults after that point ends the process, and
 // the report must already be there.
-void SVESigHandler(int signal, siginfo_t*, void*) {
+void resume_protected_read() {
   if (SVEFaultRegion) {
     SVEFaultRegion = 0;
     siglongjmp(sveFaultJB, 1);
   }
+}
+
+void SVESigHandler(int signal, siginfo_t*, void*) {
+  resume_protected_read();
   fprintf(stderr,
           "quorvex's SVESigHandler caught signal %s from the process being emulated, passing it to the default "
           "signal handler.\n",

@@ -42,6 +42,11 @@ void WriteMemLib8(unsigned long value, unsigned long address, CpuContext*);
 template <class T>
 bool addr_is_readable(T volatile* address);
 
+// For a signal handler that takes SIGSEGV or SIGBUS in place of
+// SVESigHandler: when the calling thread is inside a protected read or a
+// probe, returns to it with the read failed; otherwise returns.
+void resume_protected_read();
+
 // Installs SVESigHandler for SIGSEGV and SIGBUS once; later calls do nothing.
 void SVEInitialize();
 void SVESigHandler(int signal, siginfo_t* info, void* context);

@@ -1,7 +1,9 @@
 // The emulator side of the conformance harness: runs each case through
 // execute_sve_instruction on a cpu_state built from the case's seed, and
 // reports the final state as the reference runner does. With --entries it
-// lists the decode entries instead, for the driver to generate cases from.
+// lists the decode entries instead, for the driver to generate cases from;
+// with --exact-fp the floating-point library takes its exact path for every
+// operand, without the fast path of ordinary operands.
 #include <setjmp.h>
 #include <signal.h>
 
@@ -10,6 +12,7 @@
 
 #include "runner_io.h"
 #include "sve/decode/decode.h"
+#include "sve/memory/memory_access.h"
 
 namespace {
 
@@ -52,7 +55,10 @@ void from_cpu(const cpu_state& s, conf::state& st) {
 sigjmp_buf recovery;
 volatile sig_atomic_t fault;
 
+// A fault inside a first-fault or non-fault load's protected read goes back
+// to the load; any other ends the case.
 void on_fault(int sig) {
+  sve::resume_protected_read();
   fault = sig;
   siglongjmp(recovery, 1);
 }
@@ -68,13 +74,14 @@ int list_entries() {
 
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], "--entries") == 0) return list_entries();
+  if (argc > 1 && std::strcmp(argv[1], "--exact-fp") == 0) sve_set_exact_fp(1);
   uint8_t* arena = conf::map_arena();
   auto st = std::make_unique<conf::state>();
   auto s = std::make_unique<cpu_state>();
   for (int sig : {SIGSEGV, SIGBUS}) signal(sig, on_fault);
   static uint32_t code[1];
   for (const conf::case_in& c : conf::read_cases()) {
-    conf::make_state(c.seed, c.size, *st);
+    conf::make_state(c.seed, c.size, *st, c.near_end);
     conf::fill_arena(c.seed, arena);
     to_cpu(*st, *s, c.seed);
     code[0] = c.word;

@@ -66,7 +66,7 @@ int main() {
   for (int sig : {SIGILL, SIGSEGV, SIGBUS, SIGFPE, SIGTRAP}) sigaction(sig, &sa, nullptr);
 
   for (const conf::case_in& c : conf::read_cases()) {
-    conf::make_state(c.seed, c.size, *st);
+    conf::make_state(c.seed, c.size, *st, c.near_end);
     conf::fill_arena(c.seed, arena);
     *slot = c.word;
     __builtin___clear_cache(reinterpret_cast<char*>(slot), reinterpret_cast<char*>(slot + 1));

@@ -43,6 +43,20 @@ TEST(DecodeMaps, AreListedWidestKeyFirstWithTheirNames) {
         << map_descs[m].name;
 }
 
+// The whole instruction set: 1,483 entries, as many in each map, in search
+// order, as the published encodings give it.
+TEST(DecodeMaps, HoldTheWholeInstructionSet) {
+  constexpr size_t per_map[map_count] = {1,  1, 2,  13, 1,   8, 58, 24, 4,  38, 4,   1, 8,   4, 24,
+                                         18, 1, 1,  6,  403, 4, 65, 32, 4,  32, 1,   3, 1,   135, 6,
+                                         2,  1, 19, 131, 2,  81, 285, 8, 4,  6, 18, 4, 16, 3};
+  size_t total = 0;
+  for (int m = 0; m < map_count; ++m) {
+    EXPECT_EQ(decode_maps[m]->size(), per_map[m]) << map_descs[m].name;
+    total += decode_maps[m]->size();
+  }
+  EXPECT_EQ(total, 1483u);
+}
+
 TEST(DecodeMaps, HoldEveryEntryUnderItsKey) {
   size_t entries = 0;
   for (const decode_family* f : all_families())
@@ -58,6 +72,17 @@ TEST(DecodeMaps, HoldEveryEntryUnderItsKey) {
   EXPECT_EQ(held, entries);
 }
 
+// is_sve turns away every word outside the SVE encoding space (bits 28:25
+// = 0010) before it searches: that is only right because every entry fixes
+// those bits to 0010.
+TEST(IsSve, EveryEntryLiesInTheSveEncodingSpace) {
+  for (const decode_family* f : all_families())
+    for (const decode_entry& e : f->entries) {
+      EXPECT_EQ(e.fixed_mask >> 25 & 0xf, 0xfu) << e.name;
+      EXPECT_EQ(e.fixed_value >> 25 & 0xf, 0x2u) << e.name;
+    }
+}
+
 TEST(IsSve, AnswersTheAddExampleAndRejectsOrdinaryWords) {
   EXPECT_EQ(is_sve(0x04800020), is_sve(0x04800000));  // add z0.s, p0/m, z0.s, z1.s
   EXPECT_NE(is_sve(0x04800020), nullptr);
@@ -69,7 +94,7 @@ TEST(IsSve, AnswersTheAddExampleAndRejectsOrdinaryWords) {
 // Installs a handler under a word no family uses, for the lifetime of the
 // object, to watch what execute_sve_instruction does with its result.
 struct FakeEntry {
-  static constexpr uint32_t word = 0xdeadbeef;
+  static constexpr uint32_t word = 0x45adbeef;  // unallocated, in the SVE encoding space
   explicit FakeEntry(sve_handler h) { decode_maps[0]->emplace(map_key(word, ~0u), h); }
   ~FakeEntry() { decode_maps[0]->erase(map_key(word, ~0u)); }
 };

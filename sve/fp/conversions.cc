@@ -1,0 +1,256 @@
+// Floating-point conversions: rounding to an integral value (FRINT*),
+// floating point to integer towards zero (FCVTZS, FCVTZU), integer to
+// floating point (SCVTF, UCVTF) and between the formats (FCVT). Source and
+// result may be narrower than the element, the container: a narrower
+// source sits in the low bits of its element and the bits above it are
+// ignored; a narrower result fills the low bits, zero-extended for a
+// floating-point value and sign- or zero-extended for an integer. An
+// inactive element keeps its whole old container.
+#include "../decode/direct.h"
+#include "../decode/families.h"
+#include "../fplib/convert.h"
+#include "../support/marshal.h"
+#include "fp_loop.h"
+
+namespace sve {
+
+namespace {
+
+// The element of a conversion between A and B: the wider of the two.
+template <class A, class B>
+using container = std::conditional_t<(sizeof(A) > sizeof(B)), A, B>;
+
+// An integer of the source's width read as a 64-bit operand, by its sign or
+// by zeros.
+template <bool Signed, class Int>
+uint64_t extend64(Int x) {
+  return Signed ? uint64_t(int64_t(std::make_signed_t<Int>(x))) : uint64_t(x);
+}
+
+// The rounding mode that RMode of an FPSCR selects.
+inline FPRounding fpscr_rounding(FPSCR s) { return FPRounding(s >> 22 & 3); }
+
+template <class T>
+T round_ties_away(T a, FPSCR& s) {
+  return FPRoundInt(a, FPRounding_TIEAWAY, false, s);
+}
+SVE_FP_UNARY_OP(op_frinta, "frinta", round_ties_away)
+
+// SCVTF and UCVTF of one element: the integer In to the format of Out under
+// the FPCR's rounding mode.
+template <bool Signed, class In, class Out>
+Out int_to_fp(cpu_state* s, In x) {
+#if defined(__aarch64__)
+  (void)s;
+  host_float<Out> r;
+#define SVE_CVTF_ASM(rd, rn)                                                     \
+  if constexpr (Signed)                                                          \
+    asm volatile("scvtf %" rd "0, %" rn "1" : "=w"(r) : "r"(x));                 \
+  else                                                                           \
+    asm volatile("ucvtf %" rd "0, %" rn "1" : "=w"(r) : "r"(x));
+  if constexpr (sizeof(Out) == 4 && sizeof(In) == 4) {
+    SVE_CVTF_ASM("s", "w")
+  } else if constexpr (sizeof(Out) == 4) {
+    SVE_CVTF_ASM("s", "x")
+  } else if constexpr (sizeof(In) == 4) {
+    SVE_CVTF_ASM("d", "w")
+  } else {
+    SVE_CVTF_ASM("d", "x")
+  }
+#undef SVE_CVTF_ASM
+  return std::bit_cast<Out>(r);
+#else
+  return fp_element(s->fpcr | s->fpcr_high, s->fpsr, [&](FPSCR& f) {
+    return fplibFixedToFP<Out>(extend64<Signed>(x), 0, !Signed, fpscr_rounding(f), f);
+  });
+#endif
+}
+
+// The integer-to-floating-point kernels take the element of their own name,
+// whatever size code the destination record carries.
+template <bool Signed, class In, class Out>
+aarch64_decode_rc cvtf(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  constexpr uint32_t code = sizeof(container<In, Out>) == 8 ? Z_D : Z_S;
+  const uint8_t* a = s->z[zn.reg];
+  return fp_kernel_merge(s, {zd.reg, code, Z_NONE, Z_NONE}, pg, [&](auto c, unsigned i) {
+    using C = decltype(c);
+    return C(int_to_fp<Signed, In, Out>(s, In(load<C>(a + i))));
+  });
+}
+
+}  // namespace
+
+// FRINTA rounds ties away from zero and, unlike FRINTX, never reports an
+// inexact result.
+aarch64_decode_rc sve_frinta_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  const uint8_t* a = s->z[zn.reg];
+  return fp_kernel_merge(s, zd, pg, [&](auto t, unsigned i) {
+    using T = decltype(t);
+    return fp_kernel_element<op_frinta>(s, load<T>(a + i));
+  });
+}
+
+#define SVE_CVTF_KERNEL(name, Signed, In, Out)                                                   \
+  aarch64_decode_rc sve_##name##_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg,           \
+                                     aarch64_z_reg zn) {                                         \
+    return cvtf<Signed, In, Out>(s, zd, pg, zn);                                                 \
+  }
+SVE_CVTF_KERNEL(scvtf_s2s, true, uint32_t, uint32_t)
+SVE_CVTF_KERNEL(ucvtf_s2s, false, uint32_t, uint32_t)
+SVE_CVTF_KERNEL(scvtf_d2s, true, uint64_t, uint32_t)
+SVE_CVTF_KERNEL(scvtf_s2d, true, uint32_t, uint64_t)
+SVE_CVTF_KERNEL(ucvtf_s2d, false, uint32_t, uint64_t)
+SVE_CVTF_KERNEL(scvtf_d2d, true, uint64_t, uint64_t)
+SVE_CVTF_KERNEL(ucvtf_d2d, false, uint64_t, uint64_t)
+#undef SVE_CVTF_KERNEL
+
+namespace lib {
+
+namespace {
+
+// The routine loop of a conversion over the element `C` of `A` and `B`:
+// op(x, fpscr) in active elements.
+template <class A, class B, class Op>
+VecV convert_loop(const VecV& zd, const PredV& pg, const VecV& zn, CpuContext* c, Op op) {
+  using C = container<A, B>;
+  return fp_routine_unary<C>(zd, pg, zn, c, [&](C x, FPSCR& s) { return C(op(A(x), s)); });
+}
+
+// A rounding of -1 stands for RMode of the FPCR.
+constexpr int fpcr_rmode = -1;
+
+template <class T, int Rounding, bool Exact>
+VecV round_int(const VecV& zd, const PredV& pg, const VecV& zn, CpuContext* c) {
+  return convert_loop<T, T>(zd, pg, zn, c, [](T x, FPSCR& s) {
+    return FPRoundInt(x, Rounding == fpcr_rmode ? fpscr_rounding(s) : FPRounding(Rounding), Exact, s);
+  });
+}
+
+// FCVTZS, FCVTZU: the integer result extended to the element by its sign.
+template <class From, class To, bool Signed>
+VecV to_integer(const VecV& zd, const PredV& pg, const VecV& zn, CpuContext* c) {
+  return convert_loop<From, To>(zd, pg, zn, c, [](From x, FPSCR& s) {
+    return extend64<Signed>(fplibFPToFixed<From, To>(x, 0, !Signed, FPRounding_ZERO, s));
+  });
+}
+
+template <class Int, class T, bool Signed>
+VecV from_integer(const VecV& zd, const PredV& pg, const VecV& zn, CpuContext* c) {
+  return convert_loop<Int, T>(zd, pg, zn, c, [](Int x, FPSCR& s) {
+    return fplibFixedToFP<T>(extend64<Signed>(x), 0, !Signed, fpscr_rounding(s), s);
+  });
+}
+
+// FCVT is IEEE half precision whatever AHP says, and FZ16 plays no part in
+// it: both are cleared in the element's own FPSCR only.
+template <class From, class To>
+VecV convert(const VecV& zd, const PredV& pg, const VecV& zn, CpuContext* c) {
+  return convert_loop<From, To>(zd, pg, zn, c, [](From x, FPSCR& s) {
+    s &= ~(FPSCR(1) << 26 | FPSCR(1) << 19);
+    return FPConvert<From, To>(x, fpscr_rounding(s), s);
+  });
+}
+
+}  // namespace
+
+#define SVE_CVT_ROUTINE(name, ...) \
+  VecV Vec##name(VecV zd, PredV pg, VecV zn, CpuContext* c) { return __VA_ARGS__(zd, pg, zn, c); }
+#define SVE_FRINT_ROUTINES(type, W)                                            \
+  SVE_CVT_ROUTINE(type##FRIntIVM, round_int<W, fpcr_rmode, false>)             \
+  SVE_CVT_ROUTINE(type##FRIntMVM, round_int<W, FPRounding_NEGINF, false>)      \
+  SVE_CVT_ROUTINE(type##FRIntNVM, round_int<W, FPRounding_TIEEVEN, false>)     \
+  SVE_CVT_ROUTINE(type##FRIntPVM, round_int<W, FPRounding_POSINF, false>)      \
+  SVE_CVT_ROUTINE(type##FRIntXVM, round_int<W, fpcr_rmode, true>)              \
+  SVE_CVT_ROUTINE(type##FRIntZVM, round_int<W, FPRounding_ZERO, false>)
+SVE_FRINT_ROUTINES(F16, uint16_t)
+SVE_FRINT_ROUTINES(F32, uint32_t)
+SVE_FRINT_ROUTINES(D64, uint64_t)
+SVE_CVT_ROUTINE(F16FRIntAVM, round_int<uint16_t, FPRounding_TIEAWAY, false>)
+
+// Unsigned and signed forms: element bits, then the operation's name.
+#define SVE_FCVTZ_ROUTINES(bits, op, From, To)                   \
+  SVE_CVT_ROUTINE(U##bits##op, to_integer<From, To, false>)      \
+  SVE_CVT_ROUTINE(S##bits##op, to_integer<From, To, true>)
+SVE_FCVTZ_ROUTINES(16, _2FromHVM, uint16_t, uint16_t)
+SVE_FCVTZ_ROUTINES(32, _4FromHVM, uint16_t, uint32_t)
+SVE_FCVTZ_ROUTINES(64, _8FromHVM, uint16_t, uint64_t)
+SVE_FCVTZ_ROUTINES(32, _4FromFVM, uint32_t, uint32_t)
+SVE_FCVTZ_ROUTINES(64, _8FromFVM, uint32_t, uint64_t)
+SVE_FCVTZ_ROUTINES(64, _4FromDVM, uint64_t, uint32_t)
+SVE_FCVTZ_ROUTINES(64, _8FromDVM, uint64_t, uint64_t)
+
+#define SVE_CVTF16_ROUTINES(bytes, Int)                                          \
+  SVE_CVT_ROUTINE(F16FromS##bytes##VM, from_integer<Int, uint16_t, true>)        \
+  SVE_CVT_ROUTINE(F16FromU##bytes##VM, from_integer<Int, uint16_t, false>)
+SVE_CVTF16_ROUTINES(2, uint16_t)
+SVE_CVTF16_ROUTINES(4, uint32_t)
+SVE_CVTF16_ROUTINES(8, uint64_t)
+SVE_CVT_ROUTINE(F64FromU8VM, from_integer<uint64_t, uint32_t, false>)
+
+SVE_CVT_ROUTINE(F32ExtndHVM, convert<uint16_t, uint32_t>)
+SVE_CVT_ROUTINE(D64ExtndHVM, convert<uint16_t, uint64_t>)
+SVE_CVT_ROUTINE(D64ExtndFVM, convert<uint32_t, uint64_t>)
+SVE_CVT_ROUTINE(H32TruncFVM, convert<uint32_t, uint16_t>)
+SVE_CVT_ROUTINE(H64TruncDVM, convert<uint64_t, uint16_t>)
+SVE_CVT_ROUTINE(F64TruncDVM, convert<uint64_t, uint32_t>)
+#undef SVE_CVT_ROUTINE
+#undef SVE_FRINT_ROUTINES
+#undef SVE_FCVTZ_ROUTINES
+#undef SVE_CVTF16_ROUTINES
+
+}  // namespace lib
+
+}  // namespace sve
+
+using namespace sve;
+
+// "01100101 ss 000 opc 101 ggg nnnnn ddddd": round to integral in the same format.
+#define FRINT(opc, mnemonic) "01100101 ss 000 " opc " 101 ggg nnnnn ddddd", mnemonic " z0.T, p0/m, z1.T"
+// "01100101 xx xxxxxx 101 ggg nnnnn ddddd": a conversion whose bits 23:16 name
+// the source and result sizes, with the register sizes of its sample.
+#define CVT(bits, mnemonic, d, n) "01100101 " bits " 101 ggg nnnnn ddddd", mnemonic " z0." d ", p0/m, z1." n
+// One row of a conversion, from a pattern-and-sample macro.
+#define SVE_CVT(X, op, type, route, impl, pattern, sample) X(31_13, op, type, pattern, route, impl, sample)
+#define SVE_CVT_(...) SVE_CVT(__VA_ARGS__)
+// FCVTZU and FCVTZS, FCVTZU having bit 16 set; UCVTF and SCVTF likewise.
+#define SVE_FCVTZ(X, bits, op, route, impl, pattern, d, n)                    \
+  SVE_CVT_(X, op, U##bits, route, impl, CVT(pattern "1", "fcvtzu", d, n))     \
+  SVE_CVT_(X, op, S##bits, route, impl, CVT(pattern "0", "fcvtzs", d, n))
+
+#define FP_CONVERSIONS(X)                                                                                  \
+  SVE_FP3_(X, 31_13, FRIntNVM, (lib_vm), library, (lib_vm), FRINT("000", "frintn"))                        \
+  SVE_FP3_(X, 31_13, FRIntPVM, (lib_vm), library, (lib_vm), FRINT("001", "frintp"))                        \
+  SVE_FP3_(X, 31_13, FRIntMVM, (lib_vm), library, (lib_vm), FRINT("010", "frintm"))                        \
+  SVE_FP3_(X, 31_13, FRIntZVM, (lib_vm), library, (lib_vm), FRINT("011", "frintz"))                        \
+  SVE_FP3_(X, 31_13, FRIntAVM, (lib_vm), direct, (vm<sve_frinta_zpz, true>), FRINT("100", "frinta"))       \
+  SVE_FP3_(X, 31_13, FRIntXVM, (lib_vm), library, (lib_vm), FRINT("110", "frintx"))                        \
+  SVE_FP3_(X, 31_13, FRIntIVM, (lib_vm), library, (lib_vm), FRINT("111", "frinti"))                        \
+  SVE_CVT_(X, TruncFVM, H32, library, (lib_vm), CVT("10 0010 00", "fcvt", "h", "s"))                       \
+  SVE_CVT_(X, ExtndHVM, F32, library, (lib_vm), CVT("10 0010 01", "fcvt", "s", "h"))                       \
+  SVE_CVT_(X, TruncDVM, H64, library, (lib_vm), CVT("11 0010 00", "fcvt", "h", "d"))                       \
+  SVE_CVT_(X, ExtndHVM, D64, library, (lib_vm), CVT("11 0010 01", "fcvt", "d", "h"))                       \
+  SVE_CVT_(X, TruncDVM, F64, library, (lib_vm), CVT("11 0010 10", "fcvt", "s", "d"))                       \
+  SVE_CVT_(X, ExtndFVM, D64, library, (lib_vm), CVT("11 0010 11", "fcvt", "d", "s"))                       \
+  SVE_FCVTZ(X, 16, _2FromHVM, library, (lib_vm), "01 011 01 ", "h", "h")                                    \
+  SVE_FCVTZ(X, 32, _4FromHVM, library, (lib_vm), "01 011 10 ", "s", "h")                                    \
+  SVE_FCVTZ(X, 64, _8FromHVM, library, (lib_vm), "01 011 11 ", "d", "h")                                    \
+  SVE_FCVTZ(X, 32, _4FromFVM, library, (lib_vm), "10 011 10 ", "s", "s")                                    \
+  SVE_FCVTZ(X, 64, _4FromDVM, library, (lib_vm), "11 011 00 ", "s", "d")                                    \
+  SVE_FCVTZ(X, 64, _8FromFVM, library, (lib_vm), "11 011 10 ", "d", "s")                                    \
+  SVE_FCVTZ(X, 64, _8FromDVM, library, (lib_vm), "11 011 11 ", "d", "d")                                    \
+  SVE_CVT_(X, FromU2VM, F16, library, (lib_vm), CVT("01 010 01 1", "ucvtf", "h", "h"))                     \
+  SVE_CVT_(X, FromS2VM, F16, library, (lib_vm), CVT("01 010 01 0", "scvtf", "h", "h"))                     \
+  SVE_CVT_(X, FromU4VM, F16, library, (lib_vm), CVT("01 010 10 1", "ucvtf", "h", "s"))                     \
+  SVE_CVT_(X, FromS4VM, F16, library, (lib_vm), CVT("01 010 10 0", "scvtf", "h", "s"))                     \
+  SVE_CVT_(X, FromU8VM, F16, library, (lib_vm), CVT("01 010 11 1", "ucvtf", "h", "d"))                     \
+  SVE_CVT_(X, FromS8VM, F16, library, (lib_vm), CVT("01 010 11 0", "scvtf", "h", "d"))                     \
+  SVE_CVT_(X, FromU4VM, F32, direct, (vm<sve_ucvtf_s2s_zpz, true>), CVT("10 010 10 1", "ucvtf", "s", "s")) \
+  SVE_CVT_(X, FromS4VM, F32, direct, (vm<sve_scvtf_s2s_zpz, true>), CVT("10 010 10 0", "scvtf", "s", "s")) \
+  SVE_CVT_(X, FromU4VM, D64, direct, (vm<sve_ucvtf_s2d_zpz, true>), CVT("11 010 00 1", "ucvtf", "d", "s")) \
+  SVE_CVT_(X, FromS4VM, D64, direct, (vm<sve_scvtf_s2d_zpz, true>), CVT("11 010 00 0", "scvtf", "d", "s")) \
+  SVE_CVT_(X, FromU8VM, F64, library, (lib_vm), CVT("11 010 10 1", "ucvtf", "s", "d"))                     \
+  SVE_CVT_(X, FromS8VM, F64, direct, (vm<sve_scvtf_d2s_zpz, true>), CVT("11 010 10 0", "scvtf", "s", "d")) \
+  SVE_CVT_(X, FromU8VM, D64, direct, (vm<sve_ucvtf_d2d_zpz, true>), CVT("11 010 11 1", "ucvtf", "d", "d")) \
+  SVE_CVT_(X, FromS8VM, D64, direct, (vm<sve_scvtf_d2d_zpz, true>), CVT("11 010 11 0", "scvtf", "d", "d"))
+
+SVE_FAMILY(fp_conversions, FP_CONVERSIONS)

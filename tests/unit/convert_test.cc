@@ -1,0 +1,378 @@
+// Conversions of the floating-point library: agreement with the host's own
+// conversions and rounding functions in every rounding mode where the host
+// has them, and the limits where it has not or where C leaves the result
+// open: saturation and NaNs to integer, rounding into and across the
+// half-precision denormal range, the alternative half-precision format,
+// ties in every direction.
+#include <cfenv>
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "machine.h"
+#include "sve/fplib/convert.h"
+
+using namespace sve;
+
+namespace {
+
+using u16 = uint16_t;
+using u32 = uint32_t;
+using u64 = uint64_t;
+
+constexpr FPSCR RM(int mode) { return FPSCR(mode) << 22; }
+constexpr FPSCR FZ = 1u << 24, DN = 1u << 25, AHP = 1u << 26, FZ16 = 1u << 19;
+constexpr FPRounding TIEEVEN = FPRounding_TIEEVEN, POSINF = FPRounding_POSINF, NEGINF = FPRounding_NEGINF,
+                     ZERO = FPRounding_ZERO, TIEAWAY = FPRounding_TIEAWAY;
+
+template <class To, class From> To bits_as(From v) {
+  To r;
+  std::memcpy(&r, &v, sizeof r);
+  return r;
+}
+
+const int host_modes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
+
+int host_flags() {
+  const int e = std::fetestexcept(FE_ALL_EXCEPT);
+  return (e & FE_INVALID ? FP_IOC : 0) | (e & FE_OVERFLOW ? FP_OFC : 0) | (e & FE_UNDERFLOW ? FP_UFC : 0) |
+         (e & FE_INEXACT ? FP_IXC : 0);
+}
+
+// Random words of a format, weighted towards the exponents where a
+// conversion changes its behaviour: around 1, the integer limits, the
+// narrower format's limits and denormals.
+template <class T>
+T operand(std::mt19937_64& r) {
+  using f = fp_format<T>;
+  const int centres[] = {f::bias, f::bias + 31, f::bias + 63, f::bias + 15, f::bias - 14, f::bias - 126,
+                         f::bias + 127, f::bias + 52, 0};
+  const int e = centres[r() % std::size(centres)] + int(r() % 5) - 2;
+  T v = T(T(r()) & (f::sign | f::frac_mask));
+  if (r() % 4 == 0) v = T(v & ~T(f::frac_mask >> (r() % f::F)));  // few fraction bits: ties and integers
+  if (e > 0 && e < f::max_exp) v = T(v | T(T(e) << f::F));
+  return v;
+}
+
+// Runs ours and the host's function on the same operands in each rounding
+// mode and compares bits and flags. Underflow is judged before rounding by
+// the architecture and after it by some hosts, so it is not compared. Any
+// NaN matches any NaN: the host's choice of payload is its own.
+template <class From, class To, class Ours, class Host>
+void agree_with_host(const char* what, Ours ours, Host host) {
+  std::mt19937_64 r(std::strlen(what) * 7919 + sizeof(From) * 31 + sizeof(To));
+  int failures = 0;
+  for (int i = 0; i < 100000 && failures < 5; ++i) {
+    const int mode = i % 4;
+    const From a = operand<From>(r);
+    FPSCR fpscr = RM(mode);
+    const To got = ours(a, fpscr);
+    std::fesetround(host_modes[mode]);
+    std::feclearexcept(FE_ALL_EXCEPT);
+    const auto want = host(a);
+    const int want_flags = host_flags();
+    std::fesetround(FE_TONEAREST);
+    if (!want.has_value) continue;
+    const int mask = FP_IOC | FP_OFC | FP_IXC;
+    bool nan = false;
+    if constexpr (std::is_unsigned_v<To>) nan = fp_format<To>::is_nan(want.bits) && fp_format<To>::is_nan(got);
+    if ((!nan && got != want.bits) || (int(fpscr) & mask) != (want_flags & mask)) {
+      ++failures;
+      ADD_FAILURE() << what << " mode " << mode << std::hex << " operand " << u64(a) << " got " << u64(got)
+                    << " flags " << fpscr << " want " << u64(want.bits) << " flags " << want_flags;
+    }
+  }
+}
+
+// A host result, or none where C does not define one.
+template <class T>
+struct maybe {
+  T bits;
+  bool has_value = true;
+};
+
+template <class T> using host_t = std::conditional_t<sizeof(T) == 4, float, double>;
+
+template <class T, class F>
+void rounding_agrees(F floor_, F ceil_, F trunc_, F round_, F rint_, F nearbyint_) {
+  using H = host_t<T>;
+  auto host = [](F fn) {
+    return [fn](T a) {
+      volatile H x = bits_as<H>(a);
+      return maybe<T>{bits_as<T>(H(fn(x)))};
+    };
+  };
+  auto ours = [](FPRounding rm, bool exact) { return [=](T a, FPSCR& s) { return FPRoundInt(a, rm, exact, s); }; };
+  agree_with_host<T, T>("floor", ours(NEGINF, false), host(floor_));
+  agree_with_host<T, T>("ceil", ours(POSINF, false), host(ceil_));
+  agree_with_host<T, T>("trunc", ours(ZERO, false), host(trunc_));
+  agree_with_host<T, T>("round", ours(TIEAWAY, false), host(round_));
+  // rint and nearbyint round in the current mode, as FRINTX and FRINTI do.
+  agree_with_host<T, T>("rint", [](T a, FPSCR& s) { return FPRoundInt(a, FPRounding(s >> 22 & 3), true, s); },
+                        host(rint_));
+  agree_with_host<T, T>("nearbyint", [](T a, FPSCR& s) { return FPRoundInt(a, FPRounding(s >> 22 & 3), false, s); },
+                        host(nearbyint_));
+}
+
+TEST(Conversions, RoundingToIntegralAgreesWithTheHost) {
+  using FF = float (*)(float);
+  using DD = double (*)(double);
+  rounding_agrees<u32, FF>(floorf, ceilf, truncf, roundf, rintf, nearbyintf);
+  rounding_agrees<u64, DD>(floor, ceil, trunc, round, rint, nearbyint);
+}
+
+TEST(Conversions, BetweenSingleAndDoubleAgreesWithTheHost) {
+  agree_with_host<u64, u32>("narrow", [](u64 a, FPSCR& s) { return FPConvert<u64, u32>(a, FPRounding(s >> 22 & 3), s); },
+                            [](u64 a) {
+                              volatile double x = bits_as<double>(a);
+                              return maybe<u32>{bits_as<u32>(float(x))};
+                            });
+  agree_with_host<u32, u64>("widen", [](u32 a, FPSCR& s) { return FPConvert<u32, u64>(a, FPRounding(s >> 22 & 3), s); },
+                            [](u32 a) {
+                              volatile float x = bits_as<float>(a);
+                              return maybe<u64>{bits_as<u64>(double(x))};
+                            });
+}
+
+// C defines a conversion to integer only for values in range; those are
+// compared, the rest are rows below.
+template <class From, class Int>
+void to_integer_agrees(const char* what) {
+  using H = host_t<From>;
+  constexpr bool is_unsigned = std::is_unsigned_v<Int>;
+  agree_with_host<From, Int>(
+      what, [](From a, FPSCR& s) { return Int(fplibFPToFixed<From, std::make_unsigned_t<Int>>(a, 0, is_unsigned, ZERO, s)); },
+      [](From a) {
+        volatile H x = bits_as<H>(a);
+        const H t = std::trunc(H(x)), top = std::ldexp(H(1), int(sizeof(Int) * 8) - !is_unsigned);
+        const bool in_range = t >= (is_unsigned ? H(0) : -top) && t < top;  // false for a NaN
+        std::feclearexcept(FE_ALL_EXCEPT);
+        if (!in_range) return maybe<Int>{0, false};
+        const Int v = Int(x);
+        return maybe<Int>{v};
+      });
+}
+
+TEST(Conversions, ToIntegerInRangeAgreesWithTheHost) {
+  to_integer_agrees<u32, int32_t>("f to s32");
+  to_integer_agrees<u32, uint32_t>("f to u32");
+  to_integer_agrees<u64, int64_t>("d to s64");
+  to_integer_agrees<u64, uint64_t>("d to u64");
+  to_integer_agrees<u64, int32_t>("d to s32");
+}
+
+TEST(Conversions, FromIntegerAgreesWithTheHost) {
+  std::mt19937_64 r(5);
+  auto ours = [](auto tag, bool is_unsigned) {
+    return [=](u64 a, FPSCR& s) {
+      return fplibFixedToFP<decltype(tag)>(a, 0, is_unsigned, FPRounding(s >> 22 & 3), s);
+    };
+  };
+  auto host = [](auto tag, auto conv) {
+    return [=](u64 a) { return maybe<decltype(tag)>{bits_as<decltype(tag)>(conv(a))}; };
+  };
+  agree_with_host<u64, u64>("s64 to d", ours(u64(), false), host(u64(), [](u64 a) {
+                              volatile int64_t x = int64_t(a);
+                              return double(x);
+                            }));
+  agree_with_host<u64, u32>("s64 to f", ours(u32(), false), host(u32(), [](u64 a) {
+                              volatile int64_t x = int64_t(a);
+                              return float(x);
+                            }));
+  agree_with_host<u64, u32>("u64 to f", ours(u32(), true), host(u32(), [](u64 a) {
+                              volatile uint64_t x = a;
+                              return float(x);
+                            }));
+  agree_with_host<u64, u64>("u64 to d", ours(u64(), true), host(u64(), [](u64 a) {
+                              volatile uint64_t x = a;
+                              return double(x);
+                            }));
+}
+
+// One row: a conversion under an FPSCR, its result and the FPSCR after it.
+struct row {
+  const char* what;
+  u64 got;
+  FPSCR fpscr;
+  u64 want;
+  FPSCR want_fpscr;
+};
+template <class Op>
+row run(const char* what, FPSCR fpscr, Op op, u64 want, FPSCR want_fpscr) {
+  const u64 got = u64(op(fpscr));
+  return {what, got, fpscr, want, want_fpscr};
+}
+void check(const std::vector<row>& rows) {
+  for (const row& r : rows) {
+    EXPECT_EQ(r.got, r.want) << r.what;
+    EXPECT_EQ(r.fpscr, r.want_fpscr) << r.what;
+  }
+}
+
+template <class From, class To>
+auto cvt(From x, FPRounding rm = TIEEVEN) {
+  return [=](FPSCR& s) { return FPConvert<From, To>(x, rm, s); };
+}
+
+TEST(Conversions, BetweenFormatsAtTheLimits) {
+  check({
+      run("65520 to half overflows", 0, cvt<u32, u16>(0x477ff000), 0x7c00, FP_OFC | FP_IXC),
+      run("65520 to half, towards zero: no overflow", 0, cvt<u32, u16>(0x477ff000, ZERO), 0x7bff, FP_IXC),
+      run("65504 to half is exact", 0, cvt<u32, u16>(0x477fe000), 0x7bff, 0),
+      run("1.5 x 2^-24 to half: a tie of denormals", FZ16, cvt<u32, u16>(0x33c00000), 0x0002, FZ16 | FP_UFC | FP_IXC),
+      run("2^-24 to half is the smallest denormal", 0, cvt<u32, u16>(0x33800000), 0x0001, 0),
+      run("double halfway below 2^-14 rounds up to the smallest normal", 0, cvt<u64, u16>(0x3f0ffc0000000000),
+          0x0400, FP_UFC | FP_IXC),
+      run("the same towards zero stays the largest denormal", 0, cvt<u64, u16>(0x3f0ffc0000000000, ZERO), 0x03ff,
+          FP_UFC | FP_IXC),
+      run("just below halfway", 0, cvt<u64, u16>(0x3f0ffbfff8000000), 0x03ff, FP_UFC | FP_IXC),
+      run("double far below half precision, upwards", 0, cvt<u64, u16>(1, POSINF), 0x0001, FP_UFC | FP_IXC),
+      run("double denormal under FZ", FZ, cvt<u64, u16>(1, POSINF), 0, FZ | FP_IDC),
+      run("single denormal under FZ widens to zero", FZ, cvt<u32, u64>(0x80000001), 0x8000000000000000, FZ | FP_IDC),
+      run("double to single flushes a tiny result under FZ", FZ, cvt<u64, u32>(0x3690000000000000), 0, FZ | FP_UFC),
+      run("half denormal widens exactly", 0, cvt<u16, u32>(0x0001), 0x33800000, 0),
+      run("half denormal under FZ16 is a zero", FZ16, cvt<u16, u64>(0x8001), 0x8000000000000000, FZ16),
+      run("signalling NaN keeps the top of its payload", 0, cvt<u32, u16>(0x7fa02000), 0x7f01, FP_IOC),
+      run("payload below the cut", 0, cvt<u64, u16>(0xfff0000000000001), 0xfe00, FP_IOC),
+      run("quiet NaN widens, payload moved up", 0, cvt<u16, u64>(0xfe01), 0xfff8040000000000, 0),
+      run("quiet NaN under DN", DN, cvt<u64, u32>(0x7ff8000000000123), 0x7fc00000, DN),
+      run("signed zero", 0, cvt<u64, u16>(0x8000000000000000), 0x8000, 0),
+      run("infinity", 0, cvt<u16, u32>(0xfc00), 0xff800000, 0),
+      // The alternative half-precision format: no infinities or NaNs.
+      run("AHP source: exponent 31 is a number", AHP, cvt<u16, u32>(0x7c00), 0x47800000, AHP),
+      run("AHP source: the largest value", AHP, cvt<u16, u32>(0xffff), 0xc7ffe000, AHP),
+      run("AHP target: 65536 is a number", AHP, cvt<u32, u16>(0x47800000), 0x7c00, AHP),
+      run("AHP target: overflow", AHP, cvt<u32, u16>(0x48000000), 0x7fff, AHP | FP_IOC),
+      run("AHP target: infinity", AHP, cvt<u64, u16>(0xfff0000000000000), 0xffff, AHP | FP_IOC),
+      run("AHP target: NaN is a zero of its sign", AHP | DN, cvt<u32, u16>(0xffc00000), 0x8000, AHP | DN | FP_IOC),
+  });
+}
+
+template <class T>
+auto rint(T x, FPRounding rm, bool exact = false) {
+  return [=](FPSCR& s) { return FPRoundInt<T>(x, rm, exact, s); };
+}
+
+TEST(Conversions, RoundingToIntegralAtTheLimits) {
+  check({
+      run("-0.3 to nearest", 0, rint<u32>(0xbe99999a, TIEEVEN), 0x80000000, 0),
+      run("-0.3 to nearest, exact", 0, rint<u32>(0xbe99999a, TIEEVEN, true), 0x80000000, FP_IXC),
+      run("2.5 ties to even", 0, rint<u32>(0x40200000, TIEEVEN), 0x40000000, 0),
+      run("3.5 ties to even", 0, rint<u32>(0x40600000, TIEEVEN), 0x40800000, 0),
+      run("2.5 ties away", 0, rint<u32>(0x40200000, TIEAWAY), 0x40400000, 0),
+      run("-2.5 ties away", 0, rint<u32>(0xc0200000, TIEAWAY), 0xc0400000, 0),
+      run("0.5 ties away", 0, rint<u16>(0x3800, TIEAWAY), 0x3c00, 0),
+      run("-0.5 ties to even", 0, rint<u16>(0xb800, TIEEVEN), 0x8000, 0),
+      run("largest below 1, upwards", 0, rint<u32>(0x3f7fffff, POSINF), 0x3f800000, 0),
+      run("-0.9 towards zero", 0, rint<u64>(0xbfeccccccccccccd, ZERO), 0x8000000000000000, 0),
+      run("denormal under FZ", FZ, rint<u32>(0x00000001, POSINF, true), 0, FZ | FP_IDC),
+      run("denormal upwards", 0, rint<u32>(0x00000001, POSINF, true), 0x3f800000, FP_IXC),
+      run("half denormal under FZ16", FZ16, rint<u16>(0x8001, NEGINF, true), 0x8000, FZ16),
+      run("2^52 + 0.5 does not exist: 2^52 + 1 stays", 0, rint<u64>(0x4330000000000001, TIEEVEN, true),
+          0x4330000000000001, 0),
+      run("largest half is integral", 0, rint<u16>(0x7bff, ZERO, true), 0x7bff, 0),
+      run("1023.5 in half rounds to 1024", 0, rint<u16>(0x63ff, TIEEVEN, true), 0x6400, FP_IXC),
+      run("signalling NaN", 0, rint<u64>(0x7ff0000000000001, ZERO), 0x7ff8000000000001, FP_IOC),
+      run("signalling NaN under DN", DN, rint<u16>(0x7c01, ZERO), 0x7e00, DN | FP_IOC),
+      run("infinity", 0, rint<u32>(0xff800000, TIEAWAY, true), 0xff800000, 0),
+  });
+}
+
+template <class From, class To>
+auto fix(From x, bool is_unsigned, FPRounding rm = ZERO) {
+  return [=](FPSCR& s) { return fplibFPToFixed<From, To>(x, 0, is_unsigned, rm, s); };
+}
+
+TEST(Conversions, ToIntegerSaturates) {
+  check({
+      run("2^31 to s32", 0, fix<u32, u32>(0x4f000000, false), 0x7fffffff, FP_IOC),
+      run("-2^31 to s32", 0, fix<u32, u32>(0xcf000000, false), 0x80000000, 0),
+      run("-2^31 - 256 to s32", 0, fix<u32, u32>(0xcf000001, false), 0x80000000, FP_IOC),
+      run("-0.4 to unsigned", 0, fix<u64, u32>(0xbfd999999999999a, true), 0, FP_IXC),
+      run("-1.0 to unsigned", 0, fix<u64, u64>(0xbff0000000000000, true), 0, FP_IOC),
+      run("-1.5 to u32", 0, fix<u32, u32>(0xbfc00000, true), 0, FP_IOC),
+      run("NaN to unsigned", 0, fix<u32, u64>(0x7fc00000, true), 0, FP_IOC),
+      run("signalling NaN to signed", 0, fix<u16, u16>(0xfd00, false), 0, FP_IOC),
+      run("+inf to unsigned", 0, fix<u32, u32>(0x7f800000, true), 0xffffffff, FP_IOC),
+      run("-inf to s64", 0, fix<u64, u64>(0xfff0000000000000, false), 0x8000000000000000, FP_IOC),
+      run("65504 to u16 is exact", 0, fix<u16, u16>(0x7bff, true), 0xffe0, 0),
+      run("65504 to s16 saturates", 0, fix<u16, u16>(0x7bff, false), 0x7fff, FP_IOC),
+      run("-65504 to s32", 0, fix<u16, u32>(0xfbff, false), 0xffff0020, 0),
+      run("3e9 to s32", 0, fix<u64, u32>(0x41e65a0bc0000000, false), 0x7fffffff, FP_IOC),
+      run("-3e9 to s32", 0, fix<u64, u32>(0xc1e65a0bc0000000, false), 0x80000000, FP_IOC),
+      run("3e9 to u32 is exact", 0, fix<u64, u32>(0x41e65a0bc0000000, true), 3000000000, 0),
+      run("2^32 to u32", 0, fix<u64, u32>(0x41f0000000000000, true), 0xffffffff, FP_IOC),
+      run("2^32 - 0.5 to u32 truncates", 0, fix<u64, u32>(0x41effffffff00000, true), 0xffffffff, FP_IXC),
+      run("2^63 to s64", 0, fix<u64, u64>(0x43e0000000000000, false), 0x7fffffffffffffff, FP_IOC),
+      run("-2^63 to s64", 0, fix<u64, u64>(0xc3e0000000000000, false), 0x8000000000000000, 0),
+      run("2^64 - 2^11 to u64", 0, fix<u64, u64>(0x43efffffffffffff, true), 0xfffffffffffff800, 0),
+      run("2^64 to u64", 0, fix<u64, u64>(0x43f0000000000000, true), 0xffffffffffffffff, FP_IOC),
+      run("2.5 ties away", 0, fix<u64, u64>(0x4004000000000000, false, TIEAWAY), 3, FP_IXC),
+      run("-2.5 ties to even", 0, fix<u64, u64>(0xc004000000000000, false, TIEEVEN), u64(-2), FP_IXC),
+      run("-0.5 upwards to unsigned: zero, inexact", 0, fix<u32, u32>(0xbf000000, true, POSINF), 0, FP_IXC),
+      run("denormal under FZ", FZ, fix<u32, u32>(0x80000001, true), 0, FZ | FP_IDC),
+  });
+}
+
+template <class T>
+auto flt(u64 x, bool is_unsigned, FPRounding rm = TIEEVEN) {
+  return [=](FPSCR& s) { return fplibFixedToFP<T>(x, 0, is_unsigned, rm, s); };
+}
+
+TEST(Conversions, FromIntegerAtTheLimits) {
+  check({
+      run("0 is +0", RM(2), flt<u64>(0, false, NEGINF), 0, RM(2)),
+      run("signed all ones is -1", 0, flt<u32>(~0ull, false), 0xbf800000, 0),
+      run("unsigned all ones is 2^64, rounded", 0, flt<u32>(~0ull, true), 0x5f800000, FP_IXC),
+      run("unsigned all ones to half overflows", 0, flt<u16>(~0ull, true), 0x7c00, FP_OFC | FP_IXC),
+      run("65520 to half overflows", 0, flt<u16>(65520, true), 0x7c00, FP_OFC | FP_IXC),
+      run("65536 to half, towards zero", 0, flt<u16>(65536, true, ZERO), 0x7bff, FP_OFC | FP_IXC),
+      run("65519 to half", 0, flt<u16>(65519, true), 0x7bff, FP_IXC),
+      run("2049 to half: a tie", 0, flt<u16>(2049, false), 0x6800, FP_IXC),
+      run("-2049 to half, downwards", 0, flt<u16>(u64(-2049), false, NEGINF), 0xe801, FP_IXC),
+      run("2^31 - 1 to single", 0, flt<u32>(0x7fffffff, false), 0x4f000000, FP_IXC),
+      run("most negative to double", 0, flt<u64>(0x8000000000000000, false), 0xc3e0000000000000, 0),
+      run("AHP and FZ16 play no part", AHP | FZ16, flt<u16>(65520, true), 0x7c00, AHP | FZ16 | FP_OFC | FP_IXC),
+  });
+}
+
+// The instructions around the library: containers, extension of narrow
+// results, and the controls that conversions between formats ignore.
+TEST(Conversions, InstructionsFillTheirContainers) {
+  auto s = test::random_state(3);
+  const uint32_t operands = 0 | 1 << 10 | 2 << 5;  // z0, p1, z2
+  std::memset(s->p[1], 1, sve_vl_bytes);
+  auto one = [&](const char* name, u64 source, FPSCR fpcr, u64 want, u32 want_fpsr) {
+    SCOPED_TRACE(name);
+    for (unsigned i = 0; i < sve_vl_bytes / 8; ++i) test::set_elem<u64>(s->z[2], i, source);
+    s->fpcr = fpcr;
+    s->fpsr = 0;
+    ASSERT_EQ(test::run(s.get(), test::word(name) | operands), aarch64_decode_ok);
+    EXPECT_EQ(test::elem<u64>(s->z[0], 0), want);
+    EXPECT_EQ(test::elem<u64>(s->z[0], sve_vl_bytes / 8 - 1), want);
+    EXPECT_EQ(s->fpsr, want_fpsr);
+  };
+  one("VecS64_4FromDVM", 0x41e65a0bc0000000, 0, 0x000000007fffffff, FP_IOC);
+  one("VecS64_4FromDVM", 0xc1e65a0bc0000000, 0, 0xffffffff80000000, FP_IOC);
+  one("VecS64_4FromDVM", 0xc000000000000000, 0, 0xfffffffffffffffe, 0);
+  one("VecU64_4FromDVM", 0x41f0000000000000, 0, 0x00000000ffffffff, FP_IOC);
+  // The high half of the source container is ignored, the result's is zero.
+  one("VecD64ExtndFVM", 0xdeadbeef3f800000, 0, 0x3ff0000000000000, 0);
+  one("VecH64TruncDVM", 0x7ff0000000000000, AHP, 0x7c00, 0);
+  one("VecD64ExtndHVM", 0x1234567800000001, FZ16, 0x3e70000000000000, 0);
+  one("VecF64FromU8VM", ~0ull, 0, 0x5f800000, FP_IXC);
+  one("VecF64FromS8VM", ~0ull, 0, 0xbf800000, 0);
+  one("VecD64FromS4VM", 0x00000000ffffffff, 0, 0xbff0000000000000, 0);
+  one("VecD64FromU4VM", 0xffffffff00000001, 0, 0x3ff0000000000000, 0);
+  one("VecD64FRIntXVM", 0x3ff8000000000000, RM(2), 0x3ff0000000000000, FP_IXC);
+  one("VecD64FRIntIVM", 0x3ff8000000000000, RM(2), 0x3ff0000000000000, 0);
+  one("VecD64FRIntAVM", 0xbff8000000000000, 0, 0xc000000000000000, 0);
+  // Inactive elements keep the whole old container.
+  std::memset(s->p[1], 0, sve_vl_bytes);
+  for (unsigned i = 0; i < sve_vl_bytes / 8; ++i) test::set_elem<u64>(s->z[0], i, 0x7ff4000012345678);
+  one("VecF64TruncDVM", 0x7ff4000000000000, 0, 0x7ff4000012345678, 0);
+}
+
+}  // namespace
