@@ -89,17 +89,9 @@ template <class T>
 T FPRoundInt(T op, FPRounding rounding, bool exact, FPSCR& fpscr) {
   using f = fp_format<T>;
   constexpr int expint = f::bias + f::F;  // from this exponent on every value is an integer
-  const int mode = fp_mode(fpscr);
-  int flags = 0;
-  const auto u = fp_unpack(op, mode, &flags);
-  T result;
-  if (f::is_nan(op)) {
-    result = fp_process_nans(mode, &flags, op);
-  } else if (u.inf() || u.exp >= expint) {
-    result = op;
-  } else if (u.zero()) {
-    result = f::zero(u.sgn);
-  } else {
+  return fp_unary(op, fpscr, [&](fp_unpacked<T> u, int mode, int* flags) -> T {
+    if (u.inf() || u.exp >= expint) return op;
+    if (u.zero()) return f::zero(u.sgn);
     const int shift = expint - u.exp;
     // Below one half every bit is cut: the error is 1.
     uint64_t x = 0;
@@ -109,11 +101,10 @@ T FPRoundInt(T op, FPRounding rounding, bool exact, FPSCR& fpscr) {
       error = cut_error(u.mnt, shift);
     }
     if (rounds_up(error, x & 1, u.sgn, rounding)) ++x;
-    result = x ? fp_round_exact<T>(u.sgn, expint, x, FPRounding_ZERO, mode, &flags) : f::zero(u.sgn);
-    if (exact && error) flags |= FP_IXC;
-  }
-  fp_set_status(fpscr, flags);
-  return result;
+    const T result = x ? fp_round_exact<T>(u.sgn, expint, x, FPRounding_ZERO, mode, flags) : f::zero(u.sgn);
+    if (exact && error) *flags |= FP_IXC;
+    return result;
+  });
 }
 
 uint64_t FPToFixed_64(int sgn, int exp, uint64_t mnt, bool is_unsigned, FPRounding rounding, int* flags) {

@@ -63,19 +63,6 @@ T estimate_overflow(int sgn, int rm) {
   return to_inf ? f::inf(sgn) : T(f::zero(sgn) | f::max_normal);
 }
 
-// The frame of a one-operand operation: the operand unpacked (flushing, with
-// IDC), the NaN result if it is a NaN, else body(u, mode, flags); the status
-// bits are set at the end.
-template <class T, class Body>
-T fp_unary(T op, FPSCR& fpscr, Body body) {
-  const int mode = fp_mode(fpscr);
-  int flags = 0;
-  const auto u = fp_unpack(op, mode, &flags);
-  const T result = fp_format<T>::is_nan(op) ? fp_process_nans(mode, &flags, op) : body(u, mode, &flags);
-  fp_set_status(fpscr, flags);
-  return result;
-}
-
 template <class T>
 T recip_estimate(T op, fp_unpacked<T> u, int mode, int* flags) {
   using f = fp_format<T>;

@@ -57,6 +57,19 @@ T fp_process_nans(int mode, int* flags, T first, U... rest) {
   return 0;
 }
 
+// The frame of a one-operand operation: the operand unpacked (flushing, with
+// IDC), the NaN result if it is a NaN, else body(u, mode, flags); the status
+// bits are set at the end.
+template <class T, class Body>
+T fp_unary(T op, FPSCR& fpscr, Body body) {
+  const int mode = fp_mode(fpscr);
+  int flags = 0;
+  const auto u = fp_unpack(op, mode, &flags);
+  const T result = fp_format<T>::is_nan(op) ? fp_process_nans(mode, &flags, op) : body(u, mode, &flags);
+  fp_set_status(fpscr, flags);
+  return result;
+}
+
 // The frame of a two-operand operation: both operands unpacked in argument
 // order (flushing, with IDC), the NaN result if there is one, else
 // body(a, b, mode, flags); the status bits are set at the end.
