@@ -134,24 +134,6 @@ SVE_FF_KERNEL(ldff1d, uint64_t, uint64_t)
 
 namespace {
 
-// The offset that an element of the offset vector contributes.
-enum class extend { whole, sxtw, uxtw };
-template <extend X, class T>
-uint64_t offset_of(T v) {
-  if constexpr (X == extend::sxtw) return uint64_t(int64_t(int32_t(uint32_t(v))));
-  if constexpr (X == extend::uxtw) return uint64_t(uint32_t(v));
-  return uint64_t(v);
-}
-
-template <class M>
-uint64_t read_element(uint64_t address, bool* fault) {
-  constexpr auto read = sizeof(M) == 1   ? ReadMemLib1
-                        : sizeof(M) == 2 ? ReadMemLib2
-                        : sizeof(M) == 4 ? ReadMemLib4
-                                         : ReadMemLib8;
-  return read(address, fault ? 1 : 0, fault, nullptr);
-}
-
 // The walk of every first-fault routine: element e of T from memory element
 // M at address(e). The first active element is a plain read; from the first
 // later element that cannot be read on, elements are 0 and their elements of
@@ -163,7 +145,7 @@ VecV first_fault_walk(const PredV& pg, CpuContext* c, Address address) {
   for (unsigned e = 0, n = c->elements(sizeof(T) * 8); e < n; ++e) {
     bool active = pg.active(e, sizeof(T));
     if (active && !fault) {
-      uint64_t v = read_element<M>(address(e), first ? nullptr : &fault);
+      uint64_t v = read_memory_element<M>(address(e), first ? nullptr : &fault);
       first = false;
       if (!fault) {
         r.set<T>(e, T(M(v)));
@@ -204,12 +186,12 @@ SVE_FF_CONTIGUOUS(VecS64CLoadFF4LSSZ, int32_t, uint64_t)
   }
 #define SVE_FF_GATHER_VSZ(name, M, T, X)                                                                         \
   VecV name(PredV pg, VecV zm, uint64_t base, CpuContext* c) {                                                 \
-    return first_fault_walk<M, T>(pg, c, [&](unsigned e) { return base + offset_of<extend::X>(zm.get<T>(e)); }); \
+    return first_fault_walk<M, T>(pg, c, [&](unsigned e) { return base + X::of(zm.get<T>(e)); }); \
   }
 #define SVE_FF_GATHER_SVZ(name, M, T, X)                                                              \
   VecV name(PredV pg, uint64_t base, VecV zm, CpuContext* c) {                                      \
     return first_fault_walk<M, T>(                                                                  \
-        pg, c, [&](unsigned e) { return base + offset_of<extend::X>(zm.get<T>(e)) * sizeof(M); }); \
+        pg, c, [&](unsigned e) { return base + X::of(zm.get<T>(e)) * sizeof(M); }); \
   }
 // Every extend and scale of one memory size: 32-bit elements take their
 // offsets whole (zero-extended) or sign-extended; 64-bit elements take them

@@ -15,26 +15,6 @@ namespace sve {
 
 namespace {
 
-// The offset that an element of E bytes contributes.
-struct whole {
-  template <class T>
-  static uint64_t of(T v) {
-    return uint64_t(v);
-  }
-};
-struct sxtw {
-  template <class T>
-  static uint64_t of(T v) {
-    return uint64_t(int64_t(int32_t(uint32_t(v))));
-  }
-};
-struct uxtw {
-  template <class T>
-  static uint64_t of(T v) {
-    return uint64_t(uint32_t(v));
-  }
-};
-
 // Memory elements M (signed M sign-extends) to or from elements T of Zt at
 // base + offset(element e of Z[zv]) * (M or 1).
 template <class M, class T, class Off, bool Scaled>
@@ -60,14 +40,6 @@ aarch64_decode_rc scatter(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, unsi
 // The library route: the same walk on working records, through the element
 // readers and writers.
 template <class M>
-uint64_t read_element(uint64_t address) {
-  constexpr auto read = sizeof(M) == 1   ? ReadMemLib1
-                        : sizeof(M) == 2 ? ReadMemLib2
-                        : sizeof(M) == 4 ? ReadMemLib4
-                                         : ReadMemLib8;
-  return read(address, 0, nullptr, nullptr);
-}
-template <class M>
 void write_element(uint64_t address, M v) {
   using U = std::make_unsigned_t<M>;
   if constexpr (sizeof(M) == 1)
@@ -85,7 +57,7 @@ VecV gather_routine(const PredV& pg, const VecV& zv, uint64_t base, const CpuCon
   VecV r{};
   for (unsigned e = 0, n = c->elements(sizeof(T) * 8); e < n; ++e)
     if (pg.active(e, sizeof(T)))
-      r.set<T>(e, T(M(read_element<M>(base + Off::of(zv.get<T>(e)) * (Scaled ? sizeof(M) : 1)))));
+      r.set<T>(e, T(M(read_memory_element<M>(base + Off::of(zv.get<T>(e)) * (Scaled ? sizeof(M) : 1)))));
   return r;
 }
 

@@ -51,4 +51,36 @@ void resume_protected_read();
 void SVEInitialize();
 void SVESigHandler(int signal, siginfo_t* info, void* context);
 
+// An element of M's size through the library's readers: a plain read
+// without a fault flag, a protected read with one.
+template <class M>
+uint64_t read_memory_element(uint64_t address, bool* fault = nullptr) {
+  constexpr auto read = sizeof(M) == 1   ? ReadMemLib1
+                        : sizeof(M) == 2 ? ReadMemLib2
+                        : sizeof(M) == 4 ? ReadMemLib4
+                                         : ReadMemLib8;
+  return read(address, fault ? 1 : 0, fault, nullptr);
+}
+
+// The offset that an element of an offset vector contributes: whole, or its
+// low word sign- or zero-extended.
+struct whole {
+  template <class T>
+  static uint64_t of(T v) {
+    return uint64_t(v);
+  }
+};
+struct sxtw {
+  template <class T>
+  static uint64_t of(T v) {
+    return uint64_t(int64_t(int32_t(uint32_t(v))));
+  }
+};
+struct uxtw {
+  template <class T>
+  static uint64_t of(T v) {
+    return uint64_t(uint32_t(v));
+  }
+};
+
 }  // namespace sve
