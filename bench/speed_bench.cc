@@ -56,7 +56,9 @@ void is_sve_cost() {
   std::vector<uint32_t> sve_words(1 << 16), any_words(1 << 16);
   for (auto& w : sve_words) w = (rng() & ~0x1e000000u) | 0x04000000u;  // bits 28:25 = 0010
   for (auto& w : any_words) w = rng();
-  for (auto [name, words] : {std::pair{"SVE space", &sve_words}, std::pair{"all words", &any_words}}) {
+  for (const auto& space : {std::pair{"SVE space", &sve_words}, std::pair{"all words", &any_words}}) {
+    const char* name = space.first;
+    const std::vector<uint32_t>* words = space.second;
     size_t i = 0, found = 0;
     const double ns = time_per_call([&] { found += is_sve((*words)[i++ & 0xffff]) != nullptr; });
     printf("is_sve %s %.2f (%zu calls found a handler)\n", name, ns, found);

@@ -15,18 +15,18 @@ uint64_t register_address(const cpu_state* s, aarch64_i_rsp_reg rn, int imm, uns
 }  // namespace
 
 aarch64_decode_rc sve_ldr_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg rn, int imm) {
-  std::memcpy(s->z[zt.reg], reinterpret_cast<const void*>(register_address(s, rn, imm, sve_vl_bytes)), sve_vl_bytes);
+  copy_from_app(s->z[zt.reg], register_address(s, rn, imm, sve_vl_bytes), sve_vl_bytes);
   return aarch64_decode_ok;
 }
 
 aarch64_decode_rc sve_str_zri(cpu_state* s, aarch64_z_reg zt, aarch64_i_rsp_reg rn, int imm) {
-  std::memcpy(reinterpret_cast<void*>(register_address(s, rn, imm, sve_vl_bytes)), s->z[zt.reg], sve_vl_bytes);
+  copy_to_app(register_address(s, rn, imm, sve_vl_bytes), s->z[zt.reg], sve_vl_bytes);
   return aarch64_decode_ok;
 }
 
 aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg rn, int imm) {
   uint8_t bits[pred_bytes_in_memory];
-  std::memcpy(bits, reinterpret_cast<const void*>(register_address(s, rn, imm, pred_bytes_in_memory)), sizeof bits);
+  copy_from_app(bits, register_address(s, rn, imm, pred_bytes_in_memory), sizeof bits);
   for (unsigned i = 0; i < sve_vl_bytes; ++i) s->p[pt.reg][i] = bits[i / 8] >> (i % 8) & 1;
   return aarch64_decode_ok;
 }
@@ -34,7 +34,7 @@ aarch64_decode_rc sve_ldr_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg 
 aarch64_decode_rc sve_str_pri(cpu_state* s, aarch64_p_reg pt, aarch64_i_rsp_reg rn, int imm) {
   uint8_t bits[pred_bytes_in_memory] = {};
   for (unsigned i = 0; i < sve_vl_bytes; ++i) bits[i / 8] |= uint8_t((s->p[pt.reg][i] & 1) << (i % 8));
-  std::memcpy(reinterpret_cast<void*>(register_address(s, rn, imm, pred_bytes_in_memory)), bits, sizeof bits);
+  copy_to_app(register_address(s, rn, imm, pred_bytes_in_memory), bits, sizeof bits);
   return aarch64_decode_ok;
 }
 

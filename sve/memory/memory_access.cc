@@ -21,14 +21,14 @@ std::atomic<int> SVELibInitialized{0};
 // The in-process host: the two test reads of the first and the last byte
 // cover every page that an element of at most 8 bytes touches; the element
 // itself is read after the region has closed.
-bool signal_try_read(const void* addr, void* out, unsigned n) {
+SVE_APP_ACCESS bool signal_try_read(const void* addr, void* out, unsigned n) {
   if (sigsetjmp(sveFaultJB, 1)) return false;
   SVEFaultRegion = 1;
   auto* p = static_cast<const volatile char*>(addr);
   (void)p[0];
   (void)p[n - 1];
   SVEFaultRegion = 0;
-  std::memcpy(out, addr, n);
+  copy_from_app(out, reinterpret_cast<uint64_t>(addr), n);
   return true;
 }
 

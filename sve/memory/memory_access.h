@@ -14,16 +14,56 @@
 
 namespace sve {
 
+// Emulated accesses reach the application's memory, whose layout is the
+// application's business: an address sanitizer build leaves them unchecked,
+// out of line (checked code may not inline unchecked code) and in a section
+// of their own, so that a fault handler can tell a fault of the application
+// from one of the emulator.
+#define SVE_APP_ACCESS_UNCHECKED inline __attribute__((no_sanitize("address"), noinline, section("sve_app_access")))
+#if defined(__SANITIZE_ADDRESS__)
+#define SVE_APP_ACCESS SVE_APP_ACCESS_UNCHECKED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SVE_APP_ACCESS SVE_APP_ACCESS_UNCHECKED
+#endif
+#endif
+#ifndef SVE_APP_ACCESS
+#define SVE_APP_ACCESS inline
+#endif
+
 // Plain accesses at any alignment.
 template <class T>
-inline T read_plain(uint64_t address) {
+SVE_APP_ACCESS T read_plain(uint64_t address) {
   T v;
-  std::memcpy(&v, reinterpret_cast<const void*>(address), sizeof(T));
+  __builtin_memcpy(&v, reinterpret_cast<const void*>(address), sizeof(T));
   return v;
 }
 template <class T>
-inline void write_plain(uint64_t address, T v) {
-  std::memcpy(reinterpret_cast<void*>(address), &v, sizeof(T));
+SVE_APP_ACCESS void write_plain(uint64_t address, T v) {
+  __builtin_memcpy(reinterpret_cast<void*>(address), &v, sizeof(T));
+}
+
+// A run of n bytes between application memory and the emulator, by plain
+// accesses: never through the C library's copy, which a sanitizer build
+// checks.
+SVE_APP_ACCESS void copy_from_app(void* dst, uint64_t address, unsigned n) {
+  auto* d = static_cast<uint8_t*>(dst);
+  unsigned i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t v = read_plain<uint64_t>(address + i);
+    __builtin_memcpy(d + i, &v, 8);
+  }
+  for (; i < n; ++i) d[i] = read_plain<uint8_t>(address + i);
+}
+SVE_APP_ACCESS void copy_to_app(uint64_t address, const void* src, unsigned n) {
+  auto* s = static_cast<const uint8_t*>(src);
+  unsigned i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t v;
+    __builtin_memcpy(&v, s + i, 8);
+    write_plain<uint64_t>(address + i, v);
+  }
+  for (; i < n; ++i) write_plain<uint8_t>(address + i, s[i]);
 }
 
 // Element readers: with a null `fault` a plain read; otherwise a protected

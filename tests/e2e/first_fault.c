@@ -2,9 +2,11 @@
 // every buffer here ends exactly where an unmapped page begins, and the
 // loops read whole vectors past their data, narrowing with ffr where memory
 // ends. Contiguous scans of bytes and of sign-extended bytes, a first-fault
-// gather that follows indices to a sentinel, a non-fault sum, and four
-// threads scanning their own buffers at once. Only results that any SVE
-// implementation gives are printed: how far ffr reaches may differ.
+// gather that follows indices to a sentinel, a non-fault sum, and eight
+// threads that start together and run all of these on their own buffers at
+// once, so that faults of protected reads arrive on several threads at the
+// same time. Only results that any SVE implementation gives are printed:
+// how far ffr reaches may differ.
 #include <arm_sve.h>
 #include <pthread.h>
 #include <stdint.h>
@@ -12,8 +14,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#define THREADS 4
-#define ROUNDS 300
+#define THREADS 8
+#define ROUNDS 150
 
 static size_t page;
 
@@ -93,19 +95,39 @@ __attribute__((noinline)) uint64_t nf_sum(const uint8_t* s, size_t n) {
 
 struct job {
   int id;
-  uint8_t* end;
+  uint8_t *end, *gather_end;
   int wrong;
   uint64_t checksum;
 };
 
+static pthread_barrier_t start;
+
+// The table of ff_gather_sum at the page's end: halfwords, the last one 0.
+static int16_t* gather_table(uint8_t* end, int n) {
+  int16_t* table = (int16_t*)end - n;
+  for (int i = 0; i < n; ++i) table[i] = (int16_t)(i % 50 - 20 + (i % 50 >= 20));
+  table[n - 1] = 0;
+  return table;
+}
+
+static int32_t gather_idx[THREADS][1024];
+
 static void* scan_job(void* arg) {
   struct job* j = arg;
+  int16_t* table = gather_table(j->gather_end, 300);
+  for (size_t i = 1; i <= 1024; ++i) j->end[-(long)i] = (uint8_t)(i % 251 + 1);
+  j->end[-1] = 0;
+  pthread_barrier_wait(&start);
   for (int r = 0; r < ROUNDS; ++r) {
-    size_t len = (size_t)(r * 37 + j->id * 101) % 1500;
-    uint8_t* s = j->end - 1 - len;
-    size_t got = ff_strlen(s);
+    size_t len = (size_t)(r * 37 + j->id * 101) % 1000;
+    size_t got = ff_strlen(j->end - 1 - len);
     j->wrong += got != len;
     j->checksum = j->checksum * 31 + got;
+    j->checksum = j->checksum * 31 + (uint64_t)ff_signed_sum((const int8_t*)j->end - 1 - len / 2);
+    j->checksum = j->checksum * 31 + nf_sum(j->end - 1 - len, len + 1);
+    int32_t from = (r * 13 + j->id * 7) % 300;
+    for (int k = 0; k < 1024; ++k) gather_idx[j->id][k] = from + k;
+    j->checksum = j->checksum * 31 + (uint64_t)ff_gather_sum(table, gather_idx[j->id]);
   }
   return 0;
 }
@@ -129,9 +151,7 @@ int main(void) {
 
   // The gather: a table of halfwords at the page's end, the last one 0, and
   // indices that walk it in order and go on past it.
-  int16_t* table = (int16_t*)end - 700;
-  for (int i = 0; i < 700; ++i) table[i] = (int16_t)(i % 50 - 20 + (i % 50 >= 20));
-  table[699] = 0;
+  int16_t* table = gather_table(end, 700);
   static int32_t idx[4096];
   for (int start = 0; start < 700; start += 97) {
     for (int k = 0; k < 4096; ++k) idx[k] = start + k;
@@ -140,11 +160,10 @@ int main(void) {
 
   struct job jobs[THREADS];
   pthread_t tids[THREADS];
+  pthread_barrier_init(&start, 0, THREADS);
   for (int t = 0; t < THREADS; ++t) {
-    jobs[t] = (struct job){t, page_end(), 0, 0};
-    if (!jobs[t].end) return 1;
-    for (size_t i = 1; i <= page; ++i) jobs[t].end[-(long)i] = (uint8_t)(i % 251 + 1);
-    jobs[t].end[-1] = 0;
+    jobs[t] = (struct job){t, page_end(), page_end(), 0, 0};
+    if (!jobs[t].end || !jobs[t].gather_end) return 1;
     pthread_create(&tids[t], 0, scan_job, &jobs[t]);
   }
   for (int t = 0; t < THREADS; ++t) pthread_join(tids[t], 0);

@@ -155,7 +155,9 @@ TEST(NonFault, ClearsFfrAtUnreadableActiveElementsAndKeepsTheirValues) {
   run_ok(s.get(), ld("VecU32CLoadNF4SIZ", 0, 1, 2, 0));
   EXPECT_EQ(ffr_elements(s.get(), 4), ones_then_zeros(5, vl / 4));
   EXPECT_EQ(elem<uint32_t>(s->z[0], 0), 0u);
-  EXPECT_EQ(elem<uint32_t>(s->z[0], 4), *reinterpret_cast<uint32_t*>(s->x[2] + 16));
+  uint32_t in_memory;
+  std::memcpy(&in_memory, reinterpret_cast<const void*>(s->x[2] + 16), 4);
+  EXPECT_EQ(elem<uint32_t>(s->z[0], 4), in_memory);
   for (unsigned e = 5; e < vl / 4; ++e) EXPECT_EQ(elem<uint32_t>(s->z[0], e), elem<uint32_t>(before->z[0], e)) << e;
   // All inactive: Zt becomes 0 and ffr stays, whatever the address.
   std::memset(s->p[1], 0, vl);
