@@ -122,14 +122,32 @@ extern "C" aarch64_decode_rc execute_sve_instruction(cpu_state* s) {
   return aarch64_decode_ok;
 }
 
+namespace {
+
+// The entries of icounts counted lately, in a direct-mapped table shared by
+// all threads. An entry never moves or goes away and its address is never
+// rewritten, so a remembered entry is counted with its atomic add alone; the
+// lock is taken only to find or make the entry of an address that is not
+// remembered. Threads that run at once then hardly ever wait for each other.
+using icounts_entry = decltype(icounts)::value_type;
+std::atomic<icounts_entry*> remembered[4096];
+
+}  // namespace
+
 extern "C" void update_sve_stats(uint32_t* addr, unsigned int word) {
-  std::lock_guard<sve::spin_lock> lock(icounts_mutex);
-  sve_instr_count.fetch_add(1);
-  auto it = icounts.find(addr);
-  if (it == icounts.end())
-    it = icounts.emplace(std::piecewise_construct, std::forward_as_tuple(addr), std::forward_as_tuple(word, 0))
-             .first;
-  it->second.second.fetch_add(1);
+  std::atomic<icounts_entry*>& slot = remembered[(reinterpret_cast<uintptr_t>(addr) >> 2) % std::size(remembered)];
+  icounts_entry* e = slot.load(std::memory_order_acquire);
+  if (!e || e->first != addr) {
+    std::lock_guard<sve::spin_lock> lock(icounts_mutex);
+    auto it = icounts.find(addr);
+    if (it == icounts.end())
+      it = icounts.emplace(std::piecewise_construct, std::forward_as_tuple(addr), std::forward_as_tuple(word, 0))
+               .first;
+    e = &*it;
+    slot.store(e, std::memory_order_release);
+  }
+  sve_instr_count.fetch_add(1, std::memory_order_relaxed);
+  e->second.second.fetch_add(1, std::memory_order_relaxed);
 }
 
 extern "C" void dump_sve_stats(void) {
