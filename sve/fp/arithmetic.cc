@@ -1,8 +1,9 @@
 // Element-wise floating-point arithmetic: add, subtract and their reversed
 // forms, multiply, multiply extended, divide, absolute difference, absolute
 // value, negate, maximum and minimum in both NaN conventions, and square
-// root. Half precision always takes the library route; single and double
-// precision take native kernels for the common operations and the library
+// root. Half precision takes the library route (but for the sign bit
+// operations); single and double precision take kernels for the common
+// operations, which try the whole-vector fast path first, and the library
 // for the rest.
 #include "../decode/direct.h"
 #include "../decode/families.h"
@@ -13,14 +14,14 @@ namespace sve {
 
 namespace {
 
-SVE_FP_BINARY_OP(op_fadd, "fadd", FPAdd)
-SVE_FP_BINARY_OP(op_fsub, "fsub", FPSub)
-SVE_FP_BINARY_OP(op_fmul, "fmul", FPMul)
-SVE_FP_BINARY_OP(op_fdiv, "fdiv", FPDiv)
+SVE_FP_BINARY_OP(op_fadd, "fadd", FPAdd, SVE_FP_VECTOR(add))
+SVE_FP_BINARY_OP(op_fsub, "fsub", FPSub, SVE_FP_VECTOR(sub))
+SVE_FP_BINARY_OP(op_fmul, "fmul", FPMul, SVE_FP_VECTOR(mul))
+SVE_FP_BINARY_OP(op_fdiv, "fdiv", FPDiv, SVE_FP_VECTOR(div))
 SVE_FP_BINARY_OP(op_fmax, "fmax", FPMax)
 SVE_FP_BINARY_OP(op_fmaxnm, "fmaxnm", FPMaxNum)
 SVE_FP_BINARY_OP(op_fminnm, "fminnm", FPMinNum)
-SVE_FP_UNARY_OP(op_fsqrt, "fsqrt", FPSqrt)
+SVE_FP_UNARY_OP(op_fsqrt, "fsqrt", FPSqrt, SVE_FP_VECTOR(sqrt))
 
 // The two constants that the i1 bit of an immediate form chooses between.
 enum class imm_kind { add, mul, max };
@@ -36,31 +37,23 @@ T fp_immediate(imm_kind k, bool i1) {
 }
 
 // Kernel bodies: Zdn = Zdn op Zm (or Zm op Zdn), Zd = Zn op Zm, Zdn = Zdn op
-// immediate (or immediate op Zdn), Zd = op Zn.
+// immediate (or immediate op Zdn), Zd = Zn op Zm[index].
 template <class Op, bool Reversed>
 aarch64_decode_rc zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
   const uint8_t *a = s->z[zdn.reg], *b = s->z[zm.reg];
-  return fp_kernel_merge(s, zdn, pg, [&](auto t, unsigned i) {
-    using T = decltype(t);
-    const T x = load<T>(a + i), y = load<T>(b + i);
-    return Reversed ? fp_kernel_element<Op>(s, y, x) : fp_kernel_element<Op>(s, x, y);
-  });
+  return fp_kernel_lanes<Op>(s, zdn, s->p[pg.reg],
+                             [&](auto, uint8_t*) { return Reversed ? fp_operands(b, a) : fp_operands(a, b); });
 }
 template <class Op>
 aarch64_decode_rc zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-  const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
-  return fp_kernel_all(s, zd, [&](auto t, unsigned i) {
-    using T = decltype(t);
-    return fp_kernel_element<Op>(s, load<T>(a + i), load<T>(b + i));
-  });
+  return fp_kernel_lanes<Op>(s, zd, nullptr, [&](auto, uint8_t*) { return fp_operands(s->z[zn.reg], s->z[zm.reg]); });
 }
 template <class Op, imm_kind Kind, bool Reversed>
 aarch64_decode_rc zpi(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_sve_fp_arith_imm imm) {
   const uint8_t* a = s->z[zdn.reg];
-  return fp_kernel_merge(s, zdn, pg, [&](auto t, unsigned i) {
-    using T = decltype(t);
-    const T x = load<T>(a + i), y = fp_immediate<T>(Kind, imm.i1);
-    return Reversed ? fp_kernel_element<Op>(s, y, x) : fp_kernel_element<Op>(s, x, y);
+  return fp_kernel_lanes<Op>(s, zdn, s->p[pg.reg], [&](auto t, uint8_t* scratch) {
+    const uint8_t* b = fp_splat(scratch, fp_immediate<decltype(t)>(Kind, imm.i1));
+    return Reversed ? fp_operands(b, a) : fp_operands(a, b);
   });
 }
 
@@ -102,10 +95,23 @@ SVE_FP_ZPI(fmul, op_fmul, mul, false)
 #undef SVE_FP_ZPI
 
 aarch64_decode_rc sve_fsqrt_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  return fp_kernel_lanes<op_fsqrt>(s, zd, s->p[pg.reg], [&](auto, uint8_t*) { return fp_operands(s->z[zn.reg]); });
+}
+
+// FMUL (indexed): in each 128-bit segment, every element of Zn times the
+// element of Zm at the index within that segment.
+aarch64_decode_rc sve_fmul_zzzi(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm, uint64_t index) {
+  return fp_kernel_lanes<op_fmul>(s, zd, nullptr, [&](auto t, uint8_t* scratch) {
+    return fp_operands(s->z[zn.reg], fp_segment_splat<decltype(t)>(scratch, s->z[zm.reg], index));
+  });
+}
+
+// Absolute value clears the sign bit alone, of a NaN too, and raises nothing.
+aarch64_decode_rc sve_fabs_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
   const uint8_t* a = s->z[zn.reg];
-  return fp_kernel_merge(s, zd, pg, [&](auto t, unsigned i) {
+  return by_size<Z_D, Z_S, Z_H>(zd.elem, [&](auto t) {
     using T = decltype(t);
-    return fp_kernel_element<op_fsqrt>(s, load<T>(a + i));
+    return merge_loop<T>(s->z[zd.reg], s->p[pg.reg], [&](unsigned i) { return T(load<T>(a + i) & ~fp_format<T>::sign); });
   });
 }
 
@@ -122,8 +128,7 @@ namespace lib {
 
 namespace {
 
-// FMUL (indexed): in each 128-bit segment, every element of Zn times the
-// element of Zm at the index within that segment.
+// FMUL (indexed) of half precision, as the kernel above.
 template <class T>
 VecV mul_indexed(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) {
   VecV r = zn;
@@ -162,14 +167,10 @@ VecV mul_indexed(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) 
   SVE_FP_VVM(type, W, MulX, FPMulX(a, b, s))                                                  \
   SVE_FP_VVM(type, W, Abd, W(FPSub(a, b, s) & ~fp_format<W>::sign))                            \
   SVE_FP_VVM(type, W, Min, FPMin(a, b, s))                                                    \
-  SVE_FP_SIGN_VM(type, W, Abs, W(a & ~fp_format<W>::sign))                                    \
   SVE_FP_VIM(type, W, Max, max, FPMax(a, b, s))                                               \
   SVE_FP_VIM(type, W, Min, max, FPMin(a, b, s))                                               \
   SVE_FP_VIM(type, W, MaxNum, max, FPMaxNum(a, b, s))                                         \
-  SVE_FP_VIM(type, W, MinNum, max, FPMinNum(a, b, s))                                         \
-  VecV Vec##type##MulVVIX(VecV zn, VecV zm, uint64_t index, CpuContext* c) {                  \
-    return mul_indexed<W>(zn, zm, index, c);                                                  \
-  }
+  SVE_FP_VIM(type, W, MinNum, max, FPMinNum(a, b, s))
 SVE_FP_LIBRARY_ONLY(F16, uint16_t)
 SVE_FP_LIBRARY_ONLY(F32, uint32_t)
 SVE_FP_LIBRARY_ONLY(D64, uint64_t)
@@ -192,6 +193,7 @@ SVE_FP_VVX(F16, uint16_t, Add, FPAdd(a, b, s))
 SVE_FP_VVX(F16, uint16_t, Sub, FPSub(a, b, s))
 SVE_FP_VVX(F16, uint16_t, Mul, FPMul(a, b, s))
 SVE_FP_SIGN_VM(F16, uint16_t, Neg, FPNeg(a))
+VecV VecF16MulVVIX(VecV zn, VecV zm, uint64_t index, CpuContext* c) { return mul_indexed<uint16_t>(zn, zm, index, c); }
 VecV VecF16SqrtVM(VecV zd, PredV pg, VecV zn, CpuContext* c) {
   return fp_routine_unary<uint16_t>(zd, pg, zn, c, [](uint16_t a, FPSCR& s) { return FPSqrt(a, s); });
 }
@@ -213,8 +215,6 @@ struct half_index {
   static uint64_t value(uint32_t w) { return field(w, 22, 22) << 2 | field(w, 20, 19); }
 };
 using lib_mul_index_h = library<to_z<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<half_index>>;
-using lib_mul_index_s = library<to_z<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>>;
-using lib_mul_index_d = library<to_z<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>>;
 
 }  // namespace
 
@@ -254,16 +254,18 @@ using namespace sve;
   SVE_FP3_(X, 31_21__15_10, AddVVX, (lib_vvx), direct, (vvx<sve_fadd_zzz, true>), FP_VVX("000", "fadd"))    \
   SVE_FP3_(X, 31_21__15_10, SubVVX, (lib_vvx), direct, (vvx<sve_fsub_zzz, true>), FP_VVX("001", "fsub"))    \
   SVE_FP3_(X, 31_21__15_10, MulVVX, (lib_vvx), direct, (vvx<sve_fmul_zzz, true>), FP_VVX("010", "fmul"))    \
-  SVE_FP3_(X, 31_13, AbsVM, (lib_vm), library, (lib_vm), "00000100 ss 011 100 101 ggg nnnnn ddddd", "fabs z0.T, p0/m, z1.T") \
+  X(31_13, AbsVM, F16, "00000100 ss 011 100 101 ggg nnnnn ddddd", direct, (vm<sve_fabs_zpz>), "fabs z0.T, p0/m, z1.T") \
+  X(31_13, AbsVM, F32, "00000100 ss 011 100 101 ggg nnnnn ddddd", direct, (vm<sve_fabs_zpz>), "fabs z0.T, p0/m, z1.T") \
+  X(31_13, AbsVM, D64, "00000100 ss 011 100 101 ggg nnnnn ddddd", direct, (vm<sve_fabs_zpz>), "fabs z0.T, p0/m, z1.T") \
   SVE_FP3_(X, 31_13, NegVM, (lib_vm), direct, (vm<sve_fneg_zpz>), "00000100 ss 011 101 101 ggg nnnnn ddddd", \
                   "fneg z0.T, p0/m, z1.T")                                                                 \
   SVE_FP3_(X, 31_13, SqrtVM, (lib_vm), direct, (vm<sve_fsqrt_zpz, true>),                                   \
                   "01100101 ss 001 101 101 ggg nnnnn ddddd", "fsqrt z0.T, p0/m, z1.T")                     \
   X(31_23__21_21__15_10, MulVVIX, F16, "01100100 0 i 1 iimmm 001000 nnnnn ddddd", library, (lib_mul_index_h), \
     "fmul z0.h, z1.h, z2.h[7]")                                                                            \
-  X(31_21__15_10, MulVVIX, F32, "01100100 10 1 iimmm 001000 nnnnn ddddd", library, (lib_mul_index_s),      \
+  X(31_21__15_10, MulVVIX, F32, "01100100 10 1 iimmm 001000 nnnnn ddddd", direct, (vvx_index<sve_fmul_zzzi>), \
     "fmul z0.s, z1.s, z2.s[3]")                                                                            \
-  X(31_21__15_10, MulVVIX, D64, "01100100 11 1 immmm 001000 nnnnn ddddd", library, (lib_mul_index_d),      \
+  X(31_21__15_10, MulVVIX, D64, "01100100 11 1 immmm 001000 nnnnn ddddd", direct, (vvx_index<sve_fmul_zzzi>), \
     "fmul z0.d, z1.d, z2.d[1]")
 
 SVE_FAMILY(fp_arithmetic, FP_ARITHMETIC)

@@ -33,6 +33,15 @@ aarch64_decode_rc sve_frecps_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg z
   });
 }
 
+// FEXPA computes a function of the operand's bits: nothing to round, no flag.
+aarch64_decode_rc sve_fexpa_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
+  const uint8_t* a = s->z[zn.reg];
+  return by_size<Z_D, Z_S, Z_H>(zd.elem, [&](auto t) {
+    using T = decltype(t);
+    return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return FPEXPA<T>(load<T>(a + i)); });
+  });
+}
+
 namespace lib {
 
 namespace {
@@ -77,8 +86,7 @@ uint64_t scale(uint64_t x, uint64_t n, FPSCR& s) { return FPScale64(x, int64_t(n
   VecV Vec##type##TRISMULVV(VecV zn, VecV zm, CpuContext* c) {                                              \
     return fp_routine_pair<W>(zn, zm, c, [](W x, W y, FPSCR& s) { return FPTRISMUL(x, y, s); });            \
   }                                                                                                         \
-  VecV Vec##type##TRISSELVV(VecV zn, VecV zm, CpuContext* c) { return routine_pair<W>(zn, zm, c, trig_select<W>); } \
-  VecV Vec##type##EXPAV(VecV zn, CpuContext* c) { return routine_all<W>(zn, c, FPEXPA<W>); }
+  VecV Vec##type##TRISSELVV(VecV zn, VecV zm, CpuContext* c) { return routine_pair<W>(zn, zm, c, trig_select<W>); }
 SVE_ESTIMATE_ROUTINES(F16, uint16_t)
 SVE_ESTIMATE_ROUTINES(F32, uint32_t)
 SVE_ESTIMATE_ROUTINES(D64, uint64_t)
@@ -128,7 +136,9 @@ using namespace sve;
   SVE_FP3_(X, 31_21__15_10, TRISMULVV, (lib_vvx), library, (lib_vvx), FP_STEP("011", "ftsmul"))                \
   SVE_FP3_(X, 31_21__15_10, TRISSELVV, (lib_vvx), library, (lib_vvx), "00000100 ss 1 mmmmm 101100 nnnnn ddddd", \
            "ftssel z0.T, z1.T, z2.T")                                                                          \
-  SVE_FP3_(X, 31_10, EXPAV, (lib_v), library, (lib_v), "00000100 ss 1 00000 101110 nnnnn ddddd", "fexpa z0.T, z1.T") \
+  X(31_10, EXPAV, F16, "00000100 ss 1 00000 101110 nnnnn ddddd", direct, (vx<sve_fexpa_zz>), "fexpa z0.T, z1.T") \
+  X(31_10, EXPAV, F32, "00000100 ss 1 00000 101110 nnnnn ddddd", direct, (vx<sve_fexpa_zz>), "fexpa z0.T, z1.T") \
+  X(31_10, EXPAV, D64, "00000100 ss 1 00000 101110 nnnnn ddddd", direct, (vx<sve_fexpa_zz>), "fexpa z0.T, z1.T") \
   SVE_FP3_(X, 31_13, RecpXVM, (lib_vm), library, (lib_vm), "01100101 ss 001 100 101 ggg nnnnn ddddd",           \
            "frecpx z0.T, p0/m, z1.T")                                                                          \
   SVE_FP3_(X, 31_13, ScaleVVM, (lib_vvm), library, (lib_vvm), "01100101 ss 00 1001 100 ggg mmmmm ddddd",        \

@@ -1,4 +1,4 @@
-// The two element loops of the floating-point instructions.
+// The element loops of the floating-point instructions.
 //
 // Library route: a routine computes each active element with the library
 // under a fresh FPSCR made from the context's fpcr and merges the status
@@ -10,12 +10,20 @@
 // AArch64 the kernel's element operation is the library operation under the
 // routine protocol instead, which gives the same bits and flags.
 //
-// Both loops leave inactive elements as they were, with no arithmetic, so
-// that a NaN in an inactive element raises nothing.
+// The element-wise operations with a form in the whole-vector fast path
+// (sve/fplib/fast_vector.h) try it first on the direct route, and compute
+// one by one only the lanes it leaves.
+//
+// Every loop leaves inactive elements as they were, with no arithmetic that
+// counts, so that a NaN in an inactive element raises nothing.
 #pragma once
 
+#include <array>
 #include <bit>
+#include <utility>
 
+#include "../decode/direct.h"
+#include "../fplib/fast_vector.h"
 #include "../fplib/fplib.h"
 #include "../integer/kernel_loop.h"
 #include "../support/routine_loop.h"
@@ -107,18 +115,22 @@ using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
 #define SVE_FP_NATIVE_BINARY(insn)
 #define SVE_FP_NATIVE_UNARY(insn)
 #endif
-#define SVE_FP_BINARY_OP(name, insn, lib)                                                   \
+// Operations that the whole-vector fast path has add SVE_FP_VECTOR(op).
+#define SVE_FP_BINARY_OP(name, insn, lib, ...)                                              \
   struct name {                                                                             \
     SVE_FP_NATIVE_BINARY(insn)                                                              \
     template <class T>                                                                      \
     static T library(T a, T b, FPSCR& s) { return lib(a, b, s); }                           \
+    __VA_ARGS__                                                                             \
   };
-#define SVE_FP_UNARY_OP(name, insn, lib)                                                    \
+#define SVE_FP_UNARY_OP(name, insn, lib, ...)                                               \
   struct name {                                                                             \
     SVE_FP_NATIVE_UNARY(insn)                                                               \
     template <class T>                                                                      \
     static T library(T a, FPSCR& s) { return lib(a, s); }                                   \
+    __VA_ARGS__                                                                             \
   };
+#define SVE_FP_VECTOR(op) static constexpr fast::vop vector = fast::vop::op;
 
 // Op on the elements x... of a direct kernel: an element of the format, or
 // the outcome of a comparison.
@@ -153,6 +165,54 @@ inline aarch64_decode_rc fp_kernel_merge(cpu_state* s, aarch64_z_reg zd, aarch64
   });
 }
 
+// The element-wise kernel loop of Op on operand vectors: operands(T{},
+// scratch) gives the bytes of each operand's lanes (a vector register, or a
+// vector built in `scratch`), in the order of Op's arguments. Active lanes
+// (all of them when pg is null) get Op of their operands, the others keep
+// the destination's old element. Operations with a vector form go through
+// the fast layer first and compute only the lanes it leaves one by one.
+template <class Op, class Operands>
+inline aarch64_decode_rc fp_kernel_lanes(cpu_state* s, aarch64_z_reg zd, const uint8_t* pg, Operands operands) {
+  return by_size<Z_D, Z_S>(zd.rw_elem == Z_NONE ? zd.elem : zd.rw_elem, [&](auto e) {
+    using T = decltype(e);
+    constexpr unsigned n = fast::lanes<T>;
+    alignas(32) uint8_t scratch[sve_vl_bytes];
+    const auto src = operands(e, scratch);
+    constexpr unsigned k = std::tuple_size_v<decltype(src)>;
+    uint8_t* d = s->z[zd.reg];
+    alignas(32) T active[n], r[n];
+    for (unsigned i = 0; i < n; ++i) {
+      active[i] = pg ? active_mask<T>(pg, i * sizeof(T)) : T(~T(0));
+      r[i] = load<T>(d + i * sizeof(T));
+    }
+    fast::lane_set left = fast::every_lane;
+    const auto operand = [&](unsigned j) { return j < k ? src[j] : nullptr; };
+    if constexpr (requires { Op::vector; })
+      left = fast::vector<T>(Op::vector, operand(0), operand(1), operand(2), active, s->fpcr | s->fpcr_high, s->fpsr, r);
+    if (left)
+      for (unsigned i = 0; i < n; ++i)
+        if (active[i] && (left >> i & 1))
+          r[i] = [&]<size_t... j>(std::index_sequence<j...>) {
+            return T(fp_kernel_element<Op>(s, load<T>(src[j] + i * sizeof(T))...));
+          }(std::make_index_sequence<k>{});
+    std::memcpy(d, r, sve_vl_bytes);
+    return aarch64_decode_ok;
+  });
+}
+
+// The operand list of fp_kernel_lanes.
+template <class... P>
+inline std::array<const uint8_t*, sizeof...(P)> fp_operands(P... p) {
+  return {p...};
+}
+
+// A vector of T whose every lane is v, in `scratch`.
+template <class T>
+inline const uint8_t* fp_splat(uint8_t* scratch, T v) {
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) store<T>(scratch + i, v);
+  return scratch;
+}
+
 // The unpredicated kernel loop: elem(i) for every element.
 template <class F>
 inline aarch64_decode_rc fp_kernel_all(cpu_state* s, aarch64_z_reg zd, F&& elem) {
@@ -160,6 +220,28 @@ inline aarch64_decode_rc fp_kernel_all(cpu_state* s, aarch64_z_reg zd, F&& elem)
     using T = decltype(e);
     return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return T(elem(T{}, i)); });
   });
+}
+
+// The indexed forms of single and double precision: Zd 4:0, Zn 9:5, and Zm
+// with its index in bits 20:16 (Zm 18:16 and index 20:19 for single, Zm
+// 19:16 and index 20 for double).
+template <auto Kernel>
+struct vvx_index : direct_base<Kernel, true> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    constexpr bool d = T::code == Z_D;
+    return vvx_index::call(s, w, z_plain(w, 4, 0, T::code), z_plain(w, 9, 5, T::code),
+                           z_plain(w, d ? 19 : 18, 16, T::code), uint64_t(field(w, 20, d ? 20 : 19)));
+  }
+};
+
+// Zm's element at the index within each 128-bit segment, in every lane of
+// that segment, in `scratch`.
+template <class T>
+inline const uint8_t* fp_segment_splat(uint8_t* scratch, const uint8_t* zm, uint64_t index) {
+  for (unsigned i = 0; i < sve_vl_bytes / sizeof(T); ++i)
+    store<T>(scratch + i * sizeof(T), load<T>(zm + segment_element<T>(i, index) * sizeof(T)));
+  return scratch;
 }
 
 }  // namespace sve

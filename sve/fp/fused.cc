@@ -2,7 +2,8 @@
 // and the complex multiply-add and complex add. Every element is one
 // FPMulAdd or FPAdd, rounded once; a negated operand is negated with FPNeg
 // before the call, so a NaN among the operands comes out with its sign
-// inverted. Only FNMLA of single and double precision has a native kernel.
+// inverted. The predicated and indexed forms of single and double precision
+// have kernels; half precision and the complex forms take the library route.
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "../support/marshal.h"
@@ -12,39 +13,89 @@ namespace sve {
 
 namespace {
 
-// -a - n * m: the AArch64 FNMADD, both negations in the instruction.
-struct op_fnmla {
-#if defined(__aarch64__)
-  static float native(float a, float n, float m) {
-    float r;
-    asm volatile("fnmadd %s0, %s1, %s2, %s3" : "=w"(r) : "w"(n), "w"(m), "w"(a));
-    return r;
-  }
-  static double native(double a, double n, double m) {
-    double r;
-    asm volatile("fnmadd %d0, %d1, %d2, %d3" : "=w"(r) : "w"(n), "w"(m), "w"(a));
-    return r;
-  }
-#endif
-  template <class T>
-  static T library(T a, T n, T m, FPSCR& s) { return FPMulAdd(FPNeg(a), FPNeg(n), m, s); }
-};
-
 // addend + n * m with the negations of the instruction.
 template <bool NegAddend, bool NegFactor, class T>
 T fused(T addend, T n, T m, FPSCR& s) {
   return FPMulAdd(NegAddend ? FPNeg(addend) : addend, NegFactor ? FPNeg(n) : n, m, s);
 }
 
+// ±a ± n * m: on AArch64 hosts the scalar instruction Insn, whose
+// negations are those of the vector instruction.
+#if defined(__aarch64__)
+#define SVE_FP_NATIVE_FUSED(insn)                                                        \
+  static float native(float a, float n, float m) {                                       \
+    float r;                                                                             \
+    asm volatile(insn " %s0, %s1, %s2, %s3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
+    return r;                                                                            \
+  }                                                                                      \
+  static double native(double a, double n, double m) {                                   \
+    double r;                                                                            \
+    asm volatile(insn " %d0, %d1, %d2, %d3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
+    return r;                                                                            \
+  }
+#else
+#define SVE_FP_NATIVE_FUSED(insn)
+#endif
+#define SVE_FP_FUSED_OP(name, insn, neg_addend, neg_factor)                              \
+  struct op_##name {                                                                     \
+    SVE_FP_NATIVE_FUSED(insn)                                                            \
+    template <class T>                                                                   \
+    static T library(T a, T n, T m, FPSCR& s) { return fused<neg_addend, neg_factor>(a, n, m, s); } \
+    SVE_FP_VECTOR(name)                                                                  \
+  };
+SVE_FP_FUSED_OP(fma, "fmadd", false, false)
+SVE_FP_FUSED_OP(fms, "fmsub", false, true)
+SVE_FP_FUSED_OP(fnms, "fnmsub", true, false)
+SVE_FP_FUSED_OP(fnma, "fnmadd", true, true)
+#undef SVE_FP_FUSED_OP
+#undef SVE_FP_NATIVE_FUSED
+
+// Zda = ±Zda ± Zn * Zm (FMLA and its negated forms).
+template <class Op>
+aarch64_decode_rc accumulate(cpu_state* s, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return fp_kernel_lanes<Op>(s, zda, s->p[pg.reg], [&](auto, uint8_t*) {
+    return fp_operands(s->z[zda.reg], s->z[zn.reg], s->z[zm.reg]);
+  });
+}
+
+// Zdn = ±Za ± Zdn * Zm (FMAD and its negated forms): the destination is a
+// factor. The shape's third record is bits 20:16, here Za.
+template <class Op>
+aarch64_decode_rc multiply_add(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg za, aarch64_z_reg zm) {
+  return fp_kernel_lanes<Op>(s, zdn, s->p[pg.reg], [&](auto, uint8_t*) {
+    return fp_operands(s->z[za.reg], s->z[zdn.reg], s->z[zm.reg]);
+  });
+}
+
+// Unpredicated, the multiplier shared by the elements of a segment.
+template <class Op>
+aarch64_decode_rc accumulate_indexed(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, uint64_t index) {
+  return fp_kernel_lanes<Op>(s, zda, nullptr, [&](auto t, uint8_t* scratch) {
+    return fp_operands(s->z[zda.reg], s->z[zn.reg], fp_segment_splat<decltype(t)>(scratch, s->z[zm.reg], index));
+  });
+}
+
 }  // namespace
 
-aarch64_decode_rc sve_fnmla_zpzz(cpu_state* s, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn,
-                                 aarch64_z_reg zm) {
-  const uint8_t *a = s->z[zda.reg], *n = s->z[zn.reg], *m = s->z[zm.reg];
-  return fp_kernel_merge(s, zda, pg, [&](auto t, unsigned i) {
-    using T = decltype(t);
-    return fp_kernel_element<op_fnmla>(s, load<T>(a + i), load<T>(n + i), load<T>(m + i));
-  });
+#define SVE_FUSED_KERNELS(name, Op)                                                                      \
+  aarch64_decode_rc sve_##name##_zpzz(cpu_state* s, aarch64_z_reg zda, aarch64_p_reg pg, aarch64_z_reg zn, \
+                                      aarch64_z_reg zm) {                                                \
+    return accumulate<Op>(s, zda, pg, zn, zm);                                                           \
+  }                                                                                                      \
+  aarch64_decode_rc sve_##name##_mad_zpzz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg za, \
+                                          aarch64_z_reg zm) {                                            \
+    return multiply_add<Op>(s, zdn, pg, za, zm);                                                         \
+  }
+SVE_FUSED_KERNELS(fmla, op_fma)
+SVE_FUSED_KERNELS(fmls, op_fms)
+SVE_FUSED_KERNELS(fnmls, op_fnms)
+SVE_FUSED_KERNELS(fnmla, op_fnma)
+#undef SVE_FUSED_KERNELS
+aarch64_decode_rc sve_fmla_zzzi(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, uint64_t index) {
+  return accumulate_indexed<op_fma>(s, zda, zn, zm, index);
+}
+aarch64_decode_rc sve_fmls_zzzi(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, uint64_t index) {
+  return accumulate_indexed<op_fms>(s, zda, zn, zm, index);
 }
 
 namespace lib {
@@ -150,25 +201,28 @@ VecV complex_add(const VecV& zdn, const PredV& pg, const VecV& zm, bool rot270, 
 
 }  // namespace
 
-#define SVE_FUSED_ROUTINES(type, W)                                                                       \
-  VecV Vec##type##FMAVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<W, false, false>(a, g, n, m, c); } \
-  VecV Vec##type##FMSVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<W, false, true>(a, g, n, m, c); }  \
-  VecV Vec##type##FNMSVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<W, true, false>(a, g, n, m, c); } \
-  VecV Vec##type##FMADDVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, false, false>(d, g, m, a, c); } \
-  VecV Vec##type##FMSUBVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, false, true>(d, g, m, a, c); } \
-  VecV Vec##type##FNMADDVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, true, true>(d, g, m, a, c); } \
-  VecV Vec##type##FNMSUBVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<W, true, false>(d, g, m, a, c); } \
-  VecV Vec##type##FMAVVVIX(VecV a, VecV n, VecV m, uint64_t i, CpuContext* c) { return accumulate_indexed<W, false>(a, n, m, i, c); } \
-  VecV Vec##type##FMSVVVIX(VecV a, VecV n, VecV m, uint64_t i, CpuContext* c) { return accumulate_indexed<W, true>(a, n, m, i, c); } \
+// Half precision: the forms that single and double precision have as kernels.
+using h = uint16_t;
+VecV VecF16FMAVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<h, false, false>(a, g, n, m, c); }
+VecV VecF16FMSVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<h, false, true>(a, g, n, m, c); }
+VecV VecF16FNMSVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<h, true, false>(a, g, n, m, c); }
+VecV VecF16FMADDVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<h, false, false>(d, g, m, a, c); }
+VecV VecF16FMSUBVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<h, false, true>(d, g, m, a, c); }
+VecV VecF16FNMADDVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<h, true, true>(d, g, m, a, c); }
+VecV VecF16FNMSUBVVVM(VecV d, PredV g, VecV m, VecV a, CpuContext* c) { return multiply_add<h, true, false>(d, g, m, a, c); }
+VecV VecF16FMAVVVIX(VecV a, VecV n, VecV m, uint64_t i, CpuContext* c) { return accumulate_indexed<h, false>(a, n, m, i, c); }
+VecV VecF16FMSVVVIX(VecV a, VecV n, VecV m, uint64_t i, CpuContext* c) { return accumulate_indexed<h, true>(a, n, m, i, c); }
+
+#define SVE_COMPLEX_ROUTINES(type, W)                                                                     \
   VecV Vec##type##FCMLAVVVM(VecV a, PredV g, VecV n, VecV m, uint64_t r, CpuContext* c) {                \
     return complex_multiply_add<W>(a, g, n, m, r, c);                                                     \
   }                                                                                                       \
   VecV Vec##type##FCADDVVM(VecV d, PredV g, VecV m, bool r, CpuContext* c) { return complex_add<W>(d, g, m, r, c); }
-SVE_FUSED_ROUTINES(F16, uint16_t)
-SVE_FUSED_ROUTINES(F32, uint32_t)
-SVE_FUSED_ROUTINES(D64, uint64_t)
-#undef SVE_FUSED_ROUTINES
-VecV VecF16FNMAVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<uint16_t, true, true>(a, g, n, m, c); }
+SVE_COMPLEX_ROUTINES(F16, uint16_t)
+SVE_COMPLEX_ROUTINES(F32, uint32_t)
+SVE_COMPLEX_ROUTINES(D64, uint64_t)
+#undef SVE_COMPLEX_ROUTINES
+VecV VecF16FNMAVVVM(VecV a, PredV g, VecV n, VecV m, CpuContext* c) { return accumulate<h, true, true>(a, g, n, m, c); }
 VecV VecF16FCMLAVVVIX(VecV a, VecV n, VecV m, uint64_t i, uint64_t r, CpuContext* c) {
   return complex_multiply_add_indexed<uint16_t>(a, n, m, i, r, c);
 }
@@ -187,8 +241,6 @@ struct half_index {
   static uint64_t value(uint32_t w) { return field(w, 22, 22) << 2 | field(w, 20, 19); }
 };
 using lib_fma_index_h = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<half_index>>;
-using lib_fma_index_s = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>>;
-using lib_fma_index_d = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>>;
 using lib_cmla = library<to_z<4, 0>, z_in<4, 0>, p_in<12, 10>, z_in<9, 5>, z_in<20, 16>, imm_in<field_in<14, 13>>>;
 using lib_cmla_index_h = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>,
                                  imm_in<field_in<11, 10>>>;
@@ -206,26 +258,32 @@ using namespace sve;
 #define FP_FMLA(opc, mnemonic) "01100101 ss 1 mmmmm 0 " opc " ggg nnnnn ddddd", mnemonic " z0.T, p0/m, z1.T, z2.T"
 // "01100101 ss 1 aaaaa 1 opc ggg mmmmm ddddd": Zdn = ±Za ± Zdn * Zm.
 #define FP_FMAD(opc, mnemonic) "01100101 ss 1 aaaaa 1 " opc " ggg mmmmm ddddd", mnemonic " z0.T, p0/m, z1.T, z2.T"
+// Half precision on the library route, single and double on a kernel.
+#define FP_FUSED3(X, op, shape, kernel, pattern, sample)                                 \
+  X(31_21__15_13, op, F16, pattern, library, (lib_vvvm), sample)                         \
+  X(31_21__15_13, op, F32, pattern, direct, (shape<kernel, true>), sample)               \
+  X(31_21__15_13, op, D64, pattern, direct, (shape<kernel, true>), sample)
+#define FP_FUSED3_(...) FP_FUSED3(__VA_ARGS__)
 #define FP_FUSED(X)                                                                                             \
-  SVE_FP3_(X, 31_21__15_13, FMAVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMLA("00", "fmla"))                             \
-  SVE_FP3_(X, 31_21__15_13, FMSVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMLA("01", "fmls"))                             \
-  SVE_FP3_(X, 31_21__15_13, FNMAVVVM, (lib_vvvm), direct, (vvvm_acc<sve_fnmla_zpzz, true>), FP_FMLA("10", "fnmla"))      \
-  SVE_FP3_(X, 31_21__15_13, FNMSVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMLA("11", "fnmls"))                           \
-  SVE_FP3_(X, 31_21__15_13, FMADDVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("00", "fmad"))                           \
-  SVE_FP3_(X, 31_21__15_13, FMSUBVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("01", "fmsb"))                           \
-  SVE_FP3_(X, 31_21__15_13, FNMADDVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("10", "fnmad"))                         \
-  SVE_FP3_(X, 31_21__15_13, FNMSUBVVVM, (lib_vvvm), library, (lib_vvvm), FP_FMAD("11", "fnmsb"))                         \
+  FP_FUSED3_(X, FMAVVVM, vvvm_acc, sve_fmla_zpzz, FP_FMLA("00", "fmla"))                                        \
+  FP_FUSED3_(X, FMSVVVM, vvvm_acc, sve_fmls_zpzz, FP_FMLA("01", "fmls"))                                        \
+  FP_FUSED3_(X, FNMAVVVM, vvvm_acc, sve_fnmla_zpzz, FP_FMLA("10", "fnmla"))                                     \
+  FP_FUSED3_(X, FNMSVVVM, vvvm_acc, sve_fnmls_zpzz, FP_FMLA("11", "fnmls"))                                     \
+  FP_FUSED3_(X, FMADDVVVM, vvvm_mad, sve_fmla_mad_zpzz, FP_FMAD("00", "fmad"))                                  \
+  FP_FUSED3_(X, FMSUBVVVM, vvvm_mad, sve_fmls_mad_zpzz, FP_FMAD("01", "fmsb"))                                  \
+  FP_FUSED3_(X, FNMADDVVVM, vvvm_mad, sve_fnmla_mad_zpzz, FP_FMAD("10", "fnmad"))                               \
+  FP_FUSED3_(X, FNMSUBVVVM, vvvm_mad, sve_fnmls_mad_zpzz, FP_FMAD("11", "fnmsb"))                               \
   X(31_23__21_21__15_10, FMAVVVIX, F16, "01100100 0 i 1 iimmm 00000 0 nnnnn ddddd", library, (lib_fma_index_h), \
     "fmla z0.h, z1.h, z2.h[7]")                                                                                 \
   X(31_23__21_21__15_10, FMSVVVIX, F16, "01100100 0 i 1 iimmm 00000 1 nnnnn ddddd", library, (lib_fma_index_h), \
     "fmls z0.h, z1.h, z2.h[7]")                                                                                 \
-  X(31_21__15_10, FMAVVVIX, F32, "01100100 10 1 iimmm 00000 0 nnnnn ddddd", library, (lib_fma_index_s),         \
+  X(31_21__15_10, FMAVVVIX, F32, "01100100 10 1 iimmm 00000 0 nnnnn ddddd", direct, (vvx_index<sve_fmla_zzzi>), \
     "fmla z0.s, z1.s, z2.s[3]")                                                                                 \
-  X(31_21__15_10, FMSVVVIX, F32, "01100100 10 1 iimmm 00000 1 nnnnn ddddd", library, (lib_fma_index_s),         \
+  X(31_21__15_10, FMSVVVIX, F32, "01100100 10 1 iimmm 00000 1 nnnnn ddddd", direct, (vvx_index<sve_fmls_zzzi>), \
     "fmls z0.s, z1.s, z2.s[3]")                                                                                 \
-  X(31_21__15_10, FMAVVVIX, D64, "01100100 11 1 immmm 00000 0 nnnnn ddddd", library, (lib_fma_index_d),         \
+  X(31_21__15_10, FMAVVVIX, D64, "01100100 11 1 immmm 00000 0 nnnnn ddddd", direct, (vvx_index<sve_fmla_zzzi>), \
     "fmla z0.d, z1.d, z2.d[1]")                                                                                 \
-  X(31_21__15_10, FMSVVVIX, D64, "01100100 11 1 immmm 00000 1 nnnnn ddddd", library, (lib_fma_index_d),         \
+  X(31_21__15_10, FMSVVVIX, D64, "01100100 11 1 immmm 00000 1 nnnnn ddddd", direct, (vvx_index<sve_fmls_zzzi>), \
     "fmls z0.d, z1.d, z2.d[1]")                                                                                 \
   SVE_FP3_(X, 31_21__15_15, FCMLAVVVM, (lib_cmla), library, (lib_cmla), "01100100 ss 0 mmmmm 0 rr ggg nnnnn ddddd",          \
                   "fcmla z0.T, p0/m, z1.T, z2.T, #90")                                                          \

@@ -1,0 +1,43 @@
+// The whole-vector fast path of the element-wise floating-point operations
+// of single and double precision. The host computes every active lane at
+// once with its own vector arithmetic, under round to nearest with all its
+// exceptions masked and its status cleared, and the vector is accepted when
+// the host's status shows nothing but inexact and no result lies in or next
+// to the denormal range. Then the architecture computes the same bits and
+// raises at most inexact, whatever FZ and DN say: no operand is a NaN or a
+// denormal, no result was tiny before or after rounding, and an infinity in
+// an operand gives the same infinity without a flag on both sides.
+//
+// A lane with a NaN or denormal operand computes 1.0 instead, and is left to
+// the exact library; so are inactive lanes, which therefore raise nothing.
+// A vector that overflows, underflows, divides by zero or is invalid
+// anywhere is left to the exact library whole.
+#pragma once
+
+#include <cstdint>
+
+#include "../decode/sve_emu.h"
+#include "format.h"
+
+namespace sve::fast {
+
+// The operations in the operand order of their library functions: x op y,
+// the root of x, and the fused x + y * z with the addend x and the factor y
+// negated or not (FMLA, FMLS, FNMLS, FNMLA).
+enum class vop : uint8_t { add, sub, mul, div, sqrt, fma, fms, fnms, fnma };
+
+template <class T>
+inline constexpr unsigned lanes = sve_vl_bytes / sizeof(T);
+
+// Bit i stands for lane i; every_lane asks for all active lanes.
+using lane_set = uint64_t;
+inline constexpr lane_set every_lane = ~lane_set(0);
+
+// op on the lanes of the operand vectors x, y and z (those that op takes)
+// whose `active` entry is all ones: the results go to those lanes of r and
+// inexact to fpsr. Returns the active lanes that it left to the caller.
+template <class T>
+lane_set vector(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* z, const T* active, FPSCR fpcr,
+                uint32_t& fpsr, T* r);
+
+}  // namespace sve::fast
