@@ -1,10 +1,10 @@
 // Element-wise floating-point arithmetic: add, subtract and their reversed
 // forms, multiply, multiply extended, divide, absolute difference, absolute
 // value, negate, maximum and minimum in both NaN conventions, and square
-// root. Half precision takes the library route (but for the sign bit
-// operations); single and double precision take kernels for the common
-// operations, which try the whole-vector fast path first, and the library
-// for the rest.
+// root. Single and double precision take kernels for the common
+// operations, which try the whole-vector fast path first, and so do the
+// additions, subtractions and products of half precision; the rest takes
+// the library route.
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "../support/marshal.h"
@@ -152,10 +152,6 @@ VecV mul_indexed(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) 
     const W b = fp_immediate<W>(imm_kind::kind, i1);                                          \
     return fp_routine_merge<W>(zdn, pg, zdn, c, [b](W a, W, FPSCR& s) -> W { return expr; }); \
   }
-#define SVE_FP_VVX(type, W, op, expr)                                                         \
-  VecV Vec##type##op##VVX(VecV zn, VecV zm, CpuContext* c) {                                  \
-    return fp_routine_pair<W>(zn, zm, c, [](W a, W b, FPSCR& s) -> W { return expr; });       \
-  }
 // The sign operations set no status bit and merge nothing.
 #define SVE_FP_SIGN_VM(type, W, op, expr)                                                     \
   VecV Vec##type##op##VM(VecV zd, PredV pg, VecV zn, CpuContext* c) {                         \
@@ -164,34 +160,23 @@ VecV mul_indexed(const VecV& zn, const VecV& zm, uint64_t index, CpuContext* c) 
 
 // The routines that every format has: no native kernel does these.
 #define SVE_FP_LIBRARY_ONLY(type, W)                                                          \
-  SVE_FP_VVM(type, W, MulX, FPMulX(a, b, s))                                                  \
-  SVE_FP_VVM(type, W, Abd, W(FPSub(a, b, s) & ~fp_format<W>::sign))                            \
-  SVE_FP_VVM(type, W, Min, FPMin(a, b, s))                                                    \
-  SVE_FP_VIM(type, W, Max, max, FPMax(a, b, s))                                               \
-  SVE_FP_VIM(type, W, Min, max, FPMin(a, b, s))                                               \
-  SVE_FP_VIM(type, W, MaxNum, max, FPMaxNum(a, b, s))                                         \
+  SVE_FP_VVM(type, W, MulX, FPMulX(a, b, s))                                                                     \
+  SVE_FP_VVM(type, W, Abd, W(FPSub(a, b, s) & ~fp_format<W>::sign))                                              \
+  SVE_FP_VVM(type, W, Min, FPMin(a, b, s))                                                                       \
+  SVE_FP_VIM(type, W, Max, max, FPMax(a, b, s))                                                                  \
+  SVE_FP_VIM(type, W, Min, max, FPMin(a, b, s))                                                                  \
+  SVE_FP_VIM(type, W, MaxNum, max, FPMaxNum(a, b, s))                                                            \
   SVE_FP_VIM(type, W, MinNum, max, FPMinNum(a, b, s))
 SVE_FP_LIBRARY_ONLY(F16, uint16_t)
 SVE_FP_LIBRARY_ONLY(F32, uint32_t)
 SVE_FP_LIBRARY_ONLY(D64, uint64_t)
 
 // Half precision: the operations that single and double precision do natively.
-SVE_FP_VVM(F16, uint16_t, Add, FPAdd(a, b, s))
-SVE_FP_VVM(F16, uint16_t, Sub, FPSub(a, b, s))
-SVE_FP_VVM(F16, uint16_t, SubR, FPSub(b, a, s))
-SVE_FP_VVM(F16, uint16_t, Mul, FPMul(a, b, s))
 SVE_FP_VVM(F16, uint16_t, Div, FPDiv(a, b, s))
 SVE_FP_VVM(F16, uint16_t, DivR, FPDiv(b, a, s))
 SVE_FP_VVM(F16, uint16_t, Max, FPMax(a, b, s))
 SVE_FP_VVM(F16, uint16_t, MaxNum, FPMaxNum(a, b, s))
 SVE_FP_VVM(F16, uint16_t, MinNum, FPMinNum(a, b, s))
-SVE_FP_VIM(F16, uint16_t, Add, add, FPAdd(a, b, s))
-SVE_FP_VIM(F16, uint16_t, Sub, add, FPSub(a, b, s))
-SVE_FP_VIM(F16, uint16_t, SubR, add, FPSub(b, a, s))
-SVE_FP_VIM(F16, uint16_t, Mul, mul, FPMul(a, b, s))
-SVE_FP_VVX(F16, uint16_t, Add, FPAdd(a, b, s))
-SVE_FP_VVX(F16, uint16_t, Sub, FPSub(a, b, s))
-SVE_FP_VVX(F16, uint16_t, Mul, FPMul(a, b, s))
 SVE_FP_SIGN_VM(F16, uint16_t, Neg, FPNeg(a))
 VecV VecF16MulVVIX(VecV zn, VecV zm, uint64_t index, CpuContext* c) { return mul_indexed<uint16_t>(zn, zm, index, c); }
 VecV VecF16SqrtVM(VecV zd, PredV pg, VecV zn, CpuContext* c) {
@@ -199,7 +184,6 @@ VecV VecF16SqrtVM(VecV zd, PredV pg, VecV zn, CpuContext* c) {
 }
 #undef SVE_FP_VVM
 #undef SVE_FP_VIM
-#undef SVE_FP_VVX
 #undef SVE_FP_SIGN_VM
 #undef SVE_FP_LIBRARY_ONLY
 
@@ -230,42 +214,41 @@ using namespace sve;
 #define FP_VVX(opc, mnemonic) "01100101 ss 0 mmmmm 000 " opc " nnnnn ddddd", mnemonic " z0.T, z1.T, z2.T"
 
 #define FP_ARITHMETIC(X)                                                                                   \
-  SVE_FP3_(X, 31_13, AddVVM, (lib_vvm), direct, (vvm<sve_fadd_zpz, true>), FP_VVM("0000", "fadd"))          \
-  SVE_FP3_(X, 31_13, SubVVM, (lib_vvm), direct, (vvm<sve_fsub_zpz, true>), FP_VVM("0001", "fsub"))          \
-  SVE_FP3_(X, 31_13, MulVVM, (lib_vvm), direct, (vvm<sve_fmul_zpz, true>), FP_VVM("0010", "fmul"))          \
-  SVE_FP3_(X, 31_13, SubRVVM, (lib_vvm), direct, (vvm<sve_fsubr_zpz, true>), FP_VVM("0011", "fsubr"))       \
-  SVE_FP3_(X, 31_13, MaxNumVVM, (lib_vvm), direct, (vvm<sve_fmaxnm_zpz, true>), FP_VVM("0100", "fmaxnm"))   \
-  SVE_FP3_(X, 31_13, MinNumVVM, (lib_vvm), direct, (vvm<sve_fminnm_zpz, true>), FP_VVM("0101", "fminnm"))   \
-  SVE_FP3_(X, 31_13, MaxVVM, (lib_vvm), direct, (vvm<sve_fmax_zpz, true>), FP_VVM("0110", "fmax"))          \
-  SVE_FP3_(X, 31_13, MinVVM, (lib_vvm), library, (lib_vvm), FP_VVM("0111", "fmin"))                                    \
-  SVE_FP3_(X, 31_13, AbdVVM, (lib_vvm), library, (lib_vvm), FP_VVM("1000", "fabd"))                                    \
-  SVE_FP3_(X, 31_13, MulXVVM, (lib_vvm), library, (lib_vvm), FP_VVM("1010", "fmulx"))                                  \
-  SVE_FP3_(X, 31_13, DivRVVM, (lib_vvm), direct, (vvm<sve_fdivr_zpz, true>), FP_VVM("1100", "fdivr"))       \
-  SVE_FP3_(X, 31_13, DivVVM, (lib_vvm), direct, (vvm<sve_fdiv_zpz, true>), FP_VVM("1101", "fdiv"))          \
-  SVE_FP3_(X, 31_13__9_6, AddVIM, (lib_vim_fp), direct, (vim_fp<sve_fadd_zpi, true>), FP_VIM("000", "fadd", "0.5")) \
-  SVE_FP3_(X, 31_13__9_6, SubVIM, (lib_vim_fp), direct, (vim_fp<sve_fsub_zpi, true>), FP_VIM("001", "fsub", "0.5")) \
-  SVE_FP3_(X, 31_13__9_6, MulVIM, (lib_vim_fp), direct, (vim_fp<sve_fmul_zpi, true>), FP_VIM("010", "fmul", "2.0")) \
-  SVE_FP3_(X, 31_13__9_6, SubRVIM, (lib_vim_fp), direct, (vim_fp<sve_fsubr_zpi, true>),                    \
-                  FP_VIM("011", "fsubr", "1.0"))                                                           \
-  SVE_FP3_(X, 31_13__9_6, MaxNumVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("100", "fmaxnm", "1.0"))                 \
-  SVE_FP3_(X, 31_13__9_6, MinNumVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("101", "fminnm", "0.0"))                 \
-  SVE_FP3_(X, 31_13__9_6, MaxVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("110", "fmax", "0.0"))                      \
-  SVE_FP3_(X, 31_13__9_6, MinVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("111", "fmin", "1.0"))                      \
-  SVE_FP3_(X, 31_21__15_10, AddVVX, (lib_vvx), direct, (vvx<sve_fadd_zzz, true>), FP_VVX("000", "fadd"))    \
-  SVE_FP3_(X, 31_21__15_10, SubVVX, (lib_vvx), direct, (vvx<sve_fsub_zzz, true>), FP_VVX("001", "fsub"))    \
-  SVE_FP3_(X, 31_21__15_10, MulVVX, (lib_vvx), direct, (vvx<sve_fmul_zzz, true>), FP_VVX("010", "fmul"))    \
+  SVE_FP3_KERNEL_(X, 31_13, AddVVM, vvm, sve_fadd_zpz, FP_VVM("0000", "fadd"))                                   \
+  SVE_FP3_KERNEL_(X, 31_13, SubVVM, vvm, sve_fsub_zpz, FP_VVM("0001", "fsub"))                                   \
+  SVE_FP3_KERNEL_(X, 31_13, MulVVM, vvm, sve_fmul_zpz, FP_VVM("0010", "fmul"))                                   \
+  SVE_FP3_KERNEL_(X, 31_13, SubRVVM, vvm, sve_fsubr_zpz, FP_VVM("0011", "fsubr"))                                \
+  SVE_FP3_(X, 31_13, MaxNumVVM, (lib_vvm), direct, (vvm<sve_fmaxnm_zpz, true>), FP_VVM("0100", "fmaxnm"))        \
+  SVE_FP3_(X, 31_13, MinNumVVM, (lib_vvm), direct, (vvm<sve_fminnm_zpz, true>), FP_VVM("0101", "fminnm"))        \
+  SVE_FP3_(X, 31_13, MaxVVM, (lib_vvm), direct, (vvm<sve_fmax_zpz, true>), FP_VVM("0110", "fmax"))               \
+  SVE_FP3_(X, 31_13, MinVVM, (lib_vvm), library, (lib_vvm), FP_VVM("0111", "fmin"))                              \
+  SVE_FP3_(X, 31_13, AbdVVM, (lib_vvm), library, (lib_vvm), FP_VVM("1000", "fabd"))                              \
+  SVE_FP3_(X, 31_13, MulXVVM, (lib_vvm), library, (lib_vvm), FP_VVM("1010", "fmulx"))                            \
+  SVE_FP3_(X, 31_13, DivRVVM, (lib_vvm), direct, (vvm<sve_fdivr_zpz, true>), FP_VVM("1100", "fdivr"))            \
+  SVE_FP3_(X, 31_13, DivVVM, (lib_vvm), direct, (vvm<sve_fdiv_zpz, true>), FP_VVM("1101", "fdiv"))               \
+  SVE_FP3_KERNEL_(X, 31_13__9_6, AddVIM, vim_fp, sve_fadd_zpi, FP_VIM("000", "fadd", "0.5"))                     \
+  SVE_FP3_KERNEL_(X, 31_13__9_6, SubVIM, vim_fp, sve_fsub_zpi, FP_VIM("001", "fsub", "0.5"))                     \
+  SVE_FP3_KERNEL_(X, 31_13__9_6, MulVIM, vim_fp, sve_fmul_zpi, FP_VIM("010", "fmul", "2.0"))                     \
+  SVE_FP3_KERNEL_(X, 31_13__9_6, SubRVIM, vim_fp, sve_fsubr_zpi, FP_VIM("011", "fsubr", "1.0"))                  \
+  SVE_FP3_(X, 31_13__9_6, MaxNumVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("100", "fmaxnm", "1.0"))        \
+  SVE_FP3_(X, 31_13__9_6, MinNumVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("101", "fminnm", "0.0"))        \
+  SVE_FP3_(X, 31_13__9_6, MaxVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("110", "fmax", "0.0"))             \
+  SVE_FP3_(X, 31_13__9_6, MinVIM, (lib_vim_fp), library, (lib_vim_fp), FP_VIM("111", "fmin", "1.0"))             \
+  SVE_FP3_KERNEL_(X, 31_21__15_10, AddVVX, vvx, sve_fadd_zzz, FP_VVX("000", "fadd"))                             \
+  SVE_FP3_KERNEL_(X, 31_21__15_10, SubVVX, vvx, sve_fsub_zzz, FP_VVX("001", "fsub"))                             \
+  SVE_FP3_KERNEL_(X, 31_21__15_10, MulVVX, vvx, sve_fmul_zzz, FP_VVX("010", "fmul"))                             \
   X(31_13, AbsVM, F16, "00000100 ss 011 100 101 ggg nnnnn ddddd", direct, (vm<sve_fabs_zpz>), "fabs z0.T, p0/m, z1.T") \
   X(31_13, AbsVM, F32, "00000100 ss 011 100 101 ggg nnnnn ddddd", direct, (vm<sve_fabs_zpz>), "fabs z0.T, p0/m, z1.T") \
   X(31_13, AbsVM, D64, "00000100 ss 011 100 101 ggg nnnnn ddddd", direct, (vm<sve_fabs_zpz>), "fabs z0.T, p0/m, z1.T") \
-  SVE_FP3_(X, 31_13, NegVM, (lib_vm), direct, (vm<sve_fneg_zpz>), "00000100 ss 011 101 101 ggg nnnnn ddddd", \
+  SVE_FP3_(X, 31_13, NegVM, (lib_vm), direct, (vm<sve_fneg_zpz>), "00000100 ss 011 101 101 ggg nnnnn ddddd",     \
                   "fneg z0.T, p0/m, z1.T")                                                                 \
-  SVE_FP3_(X, 31_13, SqrtVM, (lib_vm), direct, (vm<sve_fsqrt_zpz, true>),                                   \
+  SVE_FP3_(X, 31_13, SqrtVM, (lib_vm), direct, (vm<sve_fsqrt_zpz, true>),                                        \
                   "01100101 ss 001 101 101 ggg nnnnn ddddd", "fsqrt z0.T, p0/m, z1.T")                     \
-  X(31_23__21_21__15_10, MulVVIX, F16, "01100100 0 i 1 iimmm 001000 nnnnn ddddd", library, (lib_mul_index_h), \
-    "fmul z0.h, z1.h, z2.h[7]")                                                                            \
-  X(31_21__15_10, MulVVIX, F32, "01100100 10 1 iimmm 001000 nnnnn ddddd", direct, (vvx_index<sve_fmul_zzzi>), \
-    "fmul z0.s, z1.s, z2.s[3]")                                                                            \
-  X(31_21__15_10, MulVVIX, D64, "01100100 11 1 immmm 001000 nnnnn ddddd", direct, (vvx_index<sve_fmul_zzzi>), \
+  X(31_23__21_21__15_10, MulVVIX, F16, "01100100 0 i 1 iimmm 001000 nnnnn ddddd", library, (lib_mul_index_h),    \
+    "fmul z0.h, z1.h, z2.h[7]")                                                                                  \
+  X(31_21__15_10, MulVVIX, F32, "01100100 10 1 iimmm 001000 nnnnn ddddd", direct, (vvx_index<sve_fmul_zzzi>),    \
+    "fmul z0.s, z1.s, z2.s[3]")                                                                                  \
+  X(31_21__15_10, MulVVIX, D64, "01100100 11 1 immmm 001000 nnnnn ddddd", direct, (vvx_index<sve_fmul_zzzi>),    \
     "fmul z0.d, z1.d, z2.d[1]")
 
 SVE_FAMILY(fp_arithmetic, FP_ARITHMETIC)

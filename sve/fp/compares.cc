@@ -5,6 +5,7 @@
 // order comparisons signal for every NaN.
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../fplib/fast_compare.h"
 #include "../support/marshal.h"
 #include "fp_loop.h"
 
@@ -30,35 +31,41 @@ namespace {
 #else
 #define SVE_FP_NATIVE_COMPARE(cmp, cond)
 #endif
-#define SVE_FP_COMPARE_OP(name, cmp, cond, expr)                                                \
+#define SVE_FP_COMPARE_OP(name, cmp, cond, rel, expr)                                           \
   struct name {                                                                                 \
     SVE_FP_NATIVE_COMPARE(cmp, cond)                                                            \
     template <class T>                                                                          \
     static bool library(T a, T b, FPSCR& s) { return expr; }                                    \
+    static constexpr fast::relation relation = fast::relation::rel;                             \
   };
-SVE_FP_COMPARE_OP(op_eq, "fcmp", "eq", FPCompareEQ(a, b, s))
-SVE_FP_COMPARE_OP(op_ne, "fcmp", "ne", !FPCompareEQ(a, b, s))
-SVE_FP_COMPARE_OP(op_uo, "fcmp", "vs", FPCompareUN(a, b, s))
-SVE_FP_COMPARE_OP(op_ge, "fcmpe", "ge", FPCompareGE(a, b, s))
-SVE_FP_COMPARE_OP(op_gt, "fcmpe", "gt", FPCompareGT(a, b, s))
-SVE_FP_COMPARE_OP(op_le, "fcmpe", "ls", FPCompareGE(b, a, s))
-SVE_FP_COMPARE_OP(op_lt, "fcmpe", "mi", FPCompareGT(b, a, s))
+SVE_FP_COMPARE_OP(op_eq, "fcmp", "eq", eq, FPCompareEQ(a, b, s))
+SVE_FP_COMPARE_OP(op_ne, "fcmp", "ne", ne, !FPCompareEQ(a, b, s))
+SVE_FP_COMPARE_OP(op_uo, "fcmp", "vs", unordered, FPCompareUN(a, b, s))
+SVE_FP_COMPARE_OP(op_ge, "fcmpe", "ge", ge, FPCompareGE(a, b, s))
+SVE_FP_COMPARE_OP(op_gt, "fcmpe", "gt", gt, FPCompareGT(a, b, s))
+SVE_FP_COMPARE_OP(op_le, "fcmpe", "ls", le, FPCompareGE(b, a, s))
+SVE_FP_COMPARE_OP(op_lt, "fcmpe", "mi", lt, FPCompareGT(b, a, s))
 #undef SVE_FP_COMPARE_OP
 #undef SVE_FP_NATIVE_COMPARE
 
 // The compare kernel: each element of Pd becomes 0 or 1 as a whole element;
-// zm null compares with +0.0.
+// zm null compares with +0.0. The fast layer compares what it can at once.
 template <class Op>
 aarch64_decode_rc compare(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, const uint8_t* zn, const uint8_t* zm) {
   return by_size<Z_D, Z_S>(pd.elem, [&](auto e) {
     using T = decltype(e);
-    alignas(16) uint8_t tmp[sve_vl_bytes];
-    const uint8_t* p = s->p[pg.reg];
-    for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) {
-      const bool r = (p[i] & 1) && fp_kernel_element<Op>(s, load<T>(zn + i), zm ? load<T>(zm + i) : T(0));
-      store<T>(tmp + i, T(r));
+    constexpr unsigned n = fast::lanes<T>;
+    alignas(32) T active[n], r[n];
+    for (unsigned i = 0; i < n; ++i) {
+      active[i] = active_mask<T>(s->p[pg.reg], i * sizeof(T));
+      r[i] = 0;
     }
-    std::memcpy(s->p[pd.reg], tmp, sve_vl_bytes);
+    const fast::lane_set left = fast::compare<T>(Op::relation, zn, zm, active, s->fpcr | s->fpcr_high, r);
+    if (left)
+      for (unsigned i = 0; i < n; ++i)
+        if (active[i] && (left >> i & 1))
+          r[i] = T(fp_kernel_element<Op>(s, load<T>(zn + i * sizeof(T)), zm ? load<T>(zm + i * sizeof(T)) : T(0)));
+    std::memcpy(s->p[pd.reg], r, sve_vl_bytes);
     return aarch64_decode_ok;
   });
 }

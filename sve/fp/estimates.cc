@@ -5,6 +5,7 @@
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "../fplib/estimates.h"
+#include "../fplib/fast_estimate.h"
 #include "../support/marshal.h"
 #include "fp_loop.h"
 
@@ -13,23 +14,35 @@ namespace sve {
 namespace {
 
 SVE_FP_UNARY_OP(op_frecpe, "frecpe", FPRecipEstimate)
-SVE_FP_BINARY_OP(op_frecps, "frecps", FPRecipStepFused)
+SVE_FP_BINARY_OP(op_frecps_scalar, "frecps", FPRecipStepFused)
+
+// FRECPS is the fused 2 - n * m: the whole-vector fused multiply-subtract
+// with the constant as its addend, the first of three operands.
+struct op_frecps {
+#if defined(__aarch64__)
+  template <class F>
+  static F native(F, F n, F m) { return op_frecps_scalar::native(n, m); }
+#endif
+  template <class T>
+  static T library(T, T n, T m, FPSCR& s) { return FPRecipStepFused(n, m, s); }
+  SVE_FP_VECTOR(fms)
+};
 
 }  // namespace
 
 aarch64_decode_rc sve_frecpe_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
   const uint8_t* a = s->z[zn.reg];
-  return fp_kernel_all(s, zd, [&](auto t, unsigned i) {
+  return by_size<Z_D, Z_S>(zd.elem, [&](auto t) {
     using T = decltype(t);
-    return fp_kernel_element<op_frecpe>(s, load<T>(a + i));
+    return fp_kernel_vector<T>(
+        s->z[zd.reg], nullptr, [&](const T* active, T* r) { return fast::recip_estimate<T>(a, active, r); },
+        [&](unsigned i) { return fp_kernel_element<op_frecpe>(s, load<T>(a + i * sizeof(T))); });
   });
 }
 
 aarch64_decode_rc sve_frecps_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-  const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
-  return fp_kernel_all(s, zd, [&](auto t, unsigned i) {
-    using T = decltype(t);
-    return fp_kernel_element<op_frecps>(s, load<T>(a + i), load<T>(b + i));
+  return fp_kernel_lanes<op_frecps>(s, zd, nullptr, [&](auto t, uint8_t* scratch) {
+    return fp_operands(fp_splat(scratch, fp_format<decltype(t)>::two), s->z[zn.reg], s->z[zm.reg]);
   });
 }
 
@@ -38,6 +51,11 @@ aarch64_decode_rc sve_fexpa_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn)
   const uint8_t* a = s->z[zn.reg];
   return by_size<Z_D, Z_S, Z_H>(zd.elem, [&](auto t) {
     using T = decltype(t);
+    alignas(32) T r[sve_vl_bytes / sizeof(T)];
+    if (fast::expa<T>(a, r)) {
+      std::memcpy(s->z[zd.reg], r, sve_vl_bytes);
+      return aarch64_decode_ok;
+    }
     return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return FPEXPA<T>(load<T>(a + i)); });
   });
 }

@@ -23,6 +23,7 @@
 #include <utility>
 
 #include "../decode/direct.h"
+#include "../fplib/fast_half.h"
 #include "../fplib/fast_vector.h"
 #include "../fplib/fplib.h"
 #include "../integer/kernel_loop.h"
@@ -133,19 +134,20 @@ using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
 #define SVE_FP_VECTOR(op) static constexpr fast::vop vector = fast::vop::op;
 
 // Op on the elements x... of a direct kernel: an element of the format, or
-// the outcome of a comparison.
+// the outcome of a comparison. Half precision always takes the library, and
+// its handlers maintain fpsr themselves.
 template <class Op, class T, class... U>
 inline auto fp_kernel_element(cpu_state* s, T x, U... y) {
 #if defined(__aarch64__)
-  (void)s;
-  const auto r = Op::native(std::bit_cast<host_float<T>>(x), std::bit_cast<host_float<T>>(T(y))...);
-  if constexpr (std::is_floating_point_v<std::remove_const_t<decltype(r)>>)
-    return std::bit_cast<T>(r);
-  else
-    return r;
-#else
-  return fp_element(s->fpcr | s->fpcr_high, s->fpsr, [&](FPSCR& f) { return Op::library(x, T(y)..., f); });
+  if constexpr (sizeof(T) != 2) {
+    const auto r = Op::native(std::bit_cast<host_float<T>>(x), std::bit_cast<host_float<T>>(T(y))...);
+    if constexpr (std::is_floating_point_v<std::remove_const_t<decltype(r)>>)
+      return std::bit_cast<T>(r);
+    else
+      return r;
+  } else
 #endif
+    return fp_element(s->fpcr | s->fpcr_high, s->fpsr, [&](FPSCR& f) { return Op::library(x, T(y)..., f); });
 }
 
 // The kernel loop: elem(i) for each active element at byte offset i, the old
@@ -165,38 +167,59 @@ inline aarch64_decode_rc fp_kernel_merge(cpu_state* s, aarch64_z_reg zd, aarch64
   });
 }
 
+// The kernel loop of the whole-vector fast paths over the element C of the
+// destination d: `fast(active, r)` computes what it can of the active lanes
+// (all of them when pg is null) into r, which holds the destination's old
+// elements, and returns the lanes that it left; `element(i)` computes lane
+// i of those one by one. The destination may also be a source: it is
+// written at the end.
+template <class C, class Fast, class Element>
+inline aarch64_decode_rc fp_kernel_vector(uint8_t* d, const uint8_t* pg, Fast&& fast, Element&& element) {
+  constexpr unsigned n = fast::lanes<C>;
+  alignas(32) C active[n], r[n];
+  for (unsigned i = 0; i < n; ++i) {
+    active[i] = pg ? active_mask<C>(pg, i * sizeof(C)) : C(~C(0));
+    r[i] = load<C>(d + i * sizeof(C));
+  }
+  const fast::lane_set left = fast(static_cast<const C*>(active), r);
+  if (left)
+    for (unsigned i = 0; i < n; ++i)
+      if (active[i] && (left >> i & 1)) r[i] = C(element(i));
+  std::memcpy(d, r, sve_vl_bytes);
+  return aarch64_decode_ok;
+}
+
 // The element-wise kernel loop of Op on operand vectors: operands(T{},
 // scratch) gives the bytes of each operand's lanes (a vector register, or a
-// vector built in `scratch`), in the order of Op's arguments. Active lanes
-// (all of them when pg is null) get Op of their operands, the others keep
-// the destination's old element. Operations with a vector form go through
-// the fast layer first and compute only the lanes it leaves one by one.
+// vector built in `scratch`, room for two vectors), in the order of Op's
+// arguments. Active lanes (all of them when pg is null) get Op of their
+// operands, the others keep the destination's old element. Operations with
+// a vector form go through the fast layer first and compute only the lanes
+// it leaves one by one.
 template <class Op, class Operands>
 inline aarch64_decode_rc fp_kernel_lanes(cpu_state* s, aarch64_z_reg zd, const uint8_t* pg, Operands operands) {
-  return by_size<Z_D, Z_S>(zd.rw_elem == Z_NONE ? zd.elem : zd.rw_elem, [&](auto e) {
+  return by_size<Z_D, Z_S, Z_H>(zd.rw_elem == Z_NONE ? zd.elem : zd.rw_elem, [&](auto e) {
     using T = decltype(e);
-    constexpr unsigned n = fast::lanes<T>;
-    alignas(32) uint8_t scratch[sve_vl_bytes];
+    alignas(32) uint8_t scratch[2 * sve_vl_bytes];
     const auto src = operands(e, scratch);
     constexpr unsigned k = std::tuple_size_v<decltype(src)>;
-    uint8_t* d = s->z[zd.reg];
-    alignas(32) T active[n], r[n];
-    for (unsigned i = 0; i < n; ++i) {
-      active[i] = pg ? active_mask<T>(pg, i * sizeof(T)) : T(~T(0));
-      r[i] = load<T>(d + i * sizeof(T));
-    }
-    fast::lane_set left = fast::every_lane;
     const auto operand = [&](unsigned j) { return j < k ? src[j] : nullptr; };
-    if constexpr (requires { Op::vector; })
-      left = fast::vector<T>(Op::vector, operand(0), operand(1), operand(2), active, s->fpcr | s->fpcr_high, s->fpsr, r);
-    if (left)
-      for (unsigned i = 0; i < n; ++i)
-        if (active[i] && (left >> i & 1))
-          r[i] = [&]<size_t... j>(std::index_sequence<j...>) {
+    return fp_kernel_vector<T>(
+        s->z[zd.reg], pg,
+        [&](const T* active, T* r) {
+          const FPSCR fpcr = s->fpcr | s->fpcr_high;
+          if constexpr (!requires { Op::vector; })
+            return fast::every_lane;
+          else if constexpr (sizeof(T) == 2)
+            return fast::vector_half(Op::vector, operand(0), operand(1), active, fpcr, s->fpsr, r);
+          else
+            return fast::vector<T>(Op::vector, operand(0), operand(1), operand(2), active, fpcr, s->fpsr, r);
+        },
+        [&](unsigned i) {
+          return [&]<size_t... j>(std::index_sequence<j...>) {
             return T(fp_kernel_element<Op>(s, load<T>(src[j] + i * sizeof(T))...));
           }(std::make_index_sequence<k>{});
-    std::memcpy(d, r, sve_vl_bytes);
-    return aarch64_decode_ok;
+        });
   });
 }
 
@@ -254,3 +277,10 @@ inline const uint8_t* fp_segment_splat(uint8_t* scratch, const uint8_t* zm, uint
   X(map, op, D64, pattern, route32, impl32, sample)
 // The same, expanding a pattern-and-sample macro among the arguments first.
 #define SVE_FP3_(...) SVE_FP3(__VA_ARGS__)
+// Rows of a family whose kernel serves the three precisions: half precision
+// maintains fpsr itself, single and double compute natively where they can.
+#define SVE_FP3_KERNEL(X, map, op, shape, kernel, pattern, sample) \
+  X(map, op, F16, pattern, direct, (shape<kernel>), sample)        \
+  X(map, op, F32, pattern, direct, (shape<kernel, true>), sample)  \
+  X(map, op, D64, pattern, direct, (shape<kernel, true>), sample)
+#define SVE_FP3_KERNEL_(...) SVE_FP3_KERNEL(__VA_ARGS__)

@@ -8,6 +8,7 @@
 #endif
 
 #include "../decode/sve_emu.h"
+#include "fast_lanes.h"
 
 extern "C" void sve_set_exact_fp(int exact) { sve::fp_fast_path.store(!exact, std::memory_order_relaxed); }
 
@@ -68,12 +69,6 @@ double f64(uint64_t x) { return std::bit_cast<double>(x); }
 bool single(double d, bool d_exact, FPSCR& fpscr, uint32_t& r) {
   const float s = float(d);
   return finish(std::bit_cast<uint32_t>(s), d_exact && double(s) == d, fpscr, r);
-}
-
-// The exact error of a sum: a + b == s + err (TwoSum, round to nearest).
-double sum_error(double a, double b, double s) {
-  const double bb = s - a;
-  return (a - (s - bb)) + (b - bb);
 }
 
 #if defined(__x86_64__)

@@ -29,8 +29,10 @@ enum class vop : uint8_t { add, sub, mul, div, sqrt, fma, fms, fnms, fnma };
 template <class T>
 inline constexpr unsigned lanes = sve_vl_bytes / sizeof(T);
 
-// Bit i stands for lane i; every_lane asks for all active lanes.
-using lane_set = uint64_t;
+// Bit i stands for lane i, up to the 128 half-precision lanes of 2048 bits;
+// every_lane asks for all active lanes.
+using lane_set = unsigned __int128;
+static_assert(lanes<uint16_t> <= 128);
 inline constexpr lane_set every_lane = ~lane_set(0);
 
 // op on the lanes of the operand vectors x, y and z (those that op takes)

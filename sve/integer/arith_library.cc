@@ -1,5 +1,5 @@
 // Merging-predicated integer instructions carried out by library routines:
-// SUBR, SABD, UABD, ABS, NOT, CNOT, CNT, CLS, CLZ and UXTB. Each routine
+// SUBR, SABD, UABD, NOT, CNOT, CNT, CLS, CLZ and UXTB. Each routine
 // follows the architecture's element-wise description, with the wide
 // integer where a value could leave the element before it is cut back.
 #include "../decode/families.h"
@@ -28,12 +28,6 @@ namespace lib {
   VecV Vec##sign##N##AbdVVM(VecV zdn, PredV pg, VecV zm, CpuContext* c) {            \
     return routine_merge<uint##N##_t>(zdn, pg, zm, c, abs_difference<uint##N##_t, is_unsigned>); \
   }
-// The most negative value is its own absolute value once cut to the element.
-#define SVE_ABS(N)                                                                   \
-  VecV VecS##N##AbsVM(VecV zd, PredV pg, VecV zn, CpuContext* c) {                   \
-    return routine_merge_unary<uint##N##_t>(zd, pg, zn, c,                           \
-                                               [](uint64_t b) { return bits(AbsInt(Int(b, N, 0))); }); \
-  }
 #define SVE_UNARY(op, N, expr)                                                       \
   VecV VecU##N##op##VM(VecV zd, PredV pg, VecV zn, CpuContext* c) {                  \
     return routine_merge_unary<uint##N##_t>(zd, pg, zn, c, [](uint64_t b) { return expr; }); \
@@ -41,7 +35,6 @@ namespace lib {
 #define SVE_INTEGER_ROUTINES(N)                                                      \
   SVE_ABD(S, N, 0)                                                                   \
   SVE_ABD(U, N, 1)                                                                   \
-  SVE_ABS(N)                                                                         \
   SVE_UNARY(Inv, N, ~b)                                                              \
   SVE_UNARY(Not, N, uint64_t(uint##N##_t(b) == 0))                                \
   SVE_UNARY(Cnt, N, uint64_t(BitCount(b, N)))                                     \
@@ -59,7 +52,6 @@ SVE_UNARY(Extnd12, 16, b & 0xff)
 SVE_UNARY(Extnd14, 32, b & 0xff)
 SVE_UNARY(Extnd18, 64, b & 0xff)
 #undef SVE_ABD
-#undef SVE_ABS
 #undef SVE_UNARY
 #undef SVE_INTEGER_ROUTINES
 
@@ -80,7 +72,6 @@ using namespace sve;
   SVE_U4(X, 31_13, SubRVVM, SVE_LIB_VVM("00011", "subr"))                 \
   SVE_S4(X, 31_13, AbdVVM, SVE_LIB_VVM("01100", "sabd"))                  \
   SVE_U4(X, 31_13, AbdVVM, SVE_LIB_VVM("01101", "uabd"))                  \
-  SVE_S4(X, 31_13, AbsVM, SVE_LIB_VM("10110", "abs"))                     \
   SVE_U4(X, 31_13, ClsVM, SVE_LIB_VM("11000", "cls"))                     \
   SVE_U4(X, 31_13, ClzVM, SVE_LIB_VM("11001", "clz"))                     \
   SVE_U4(X, 31_13, CntVM, SVE_LIB_VM("11010", "cnt"))                     \

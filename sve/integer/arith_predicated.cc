@@ -1,7 +1,7 @@
 // Merging-predicated integer arithmetic and logic with direct kernels:
-// add, subtract, the bitwise operations, minimum and maximum, negate, bit
-// reverse, and sign and zero extension. The same instructions' other forms
-// (ABS, SUBR, UXTB and so on) take the library route.
+// add, subtract, the bitwise operations, minimum and maximum, negate,
+// absolute value, bit reverse, and sign and zero extension. The same
+// instructions' other forms (SUBR, UXTB and so on) take the library route.
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "kernel_loop.h"
@@ -65,6 +65,14 @@ aarch64_decode_rc sve_neg_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, 
   });
 }
 
+// The most negative value is its own absolute value once cut to the element.
+aarch64_decode_rc sve_abs_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  return by_size(zd.elem, [&](auto e) {
+    using T = decltype(e);
+    return zpz_unary_loop<T>(s, zd, pg, zn, [](T b) { return select(less<true>(b, T(0)), T(T(0) - b), b); });
+  });
+}
+
 aarch64_decode_rc sve_rbit_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
   return by_size(zd.elem, [&](auto e) {
     using T = decltype(e);
@@ -121,6 +129,7 @@ using namespace sve;
   SVE_S4(X, 31_13, MinVVM, SVE_VVM("01010", sve_smin_zpz, "smin")) \
   SVE_U4(X, 31_13, MinVVM, SVE_VVM("01011", sve_umin_zpz, "umin")) \
   SVE_S4(X, 31_13, NegVM, SVE_VM("10111", sve_neg_zpz, "neg"))           \
+  SVE_S4(X, 31_13, AbsVM, SVE_VM("10110", sve_abs_zpz, "abs"))           \
   SVE_U4(X, 31_13, RBitVM,                                               \
          "00000101 ss 100111 100 ggg nnnnn ddddd", direct, (vm<sve_rbit_zpz>), "rbit z0.T, p0/m, z1.T") \
   X(31_13, Extnd12VM, S16, SVE_VM("10000", sve_sxtb_zpz, "sxtb"))        \

@@ -14,7 +14,7 @@ namespace sve {
 aarch64_decode_rc sve_mul_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
   return by_size(zdn.rw_elem, [&](auto e) {
     using T = decltype(e);
-    return zpz_loop<T>(s, zdn, pg, zm, wrap_mul<T>);
+    return zpz_loop<T>(s, zdn, pg, zm, [](T a, T b) { return wrap_mul(a, b); });
   });
 }
 
@@ -88,24 +88,52 @@ T mul_high(T a, T b) {
     return T((widen<Signed>(a) * widen<Signed>(b)) >> (sizeof(T) * 8));
 }
 
-// The dot product of accumulator i: the narrow elements 4i..4i+3 of zn times
-// those of group g of zm, summed and added to the accumulator, wrapping.
-template <class Acc, bool Signed>
-VecV dot(VecV zda, const VecV& zn, const VecV& zm, const CpuContext* c, auto group_of) {
-  using N = std::conditional_t<sizeof(Acc) == 4, uint8_t, uint16_t>;
-  VecV r = zda;
-  unsigned n = c->elements(sizeof(Acc) * 8);
-  for (unsigned i = 0; i < n; ++i) {
-    uint64_t sum = uint64_t(widen<Signed>(zda.get<Acc>(i)));
-    unsigned g = group_of(i);
-    for (unsigned k = 0; k < 4; ++k)
-      sum += uint64_t(widen<Signed>(zn.get<N>(4 * i + k)) * widen<Signed>(zm.get<N>(4 * g + k)));
-    r.set<Acc>(i, Acc(sum));
-  }
-  return r;
+// The dot product of accumulator e: the narrow elements 4e..4e+3 of Zn times
+// those of group group_of(e) of Zm, summed and added to the accumulator,
+// wrapping. A product of two narrow elements fits the accumulator's signed
+// or unsigned type.
+template <bool Signed, class Group>
+aarch64_decode_rc dot(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, Group group_of) {
+  return by_size<Z_S, Z_D>(zda.rw_elem, [&]<class Acc>(Acc) {
+    using N = std::conditional_t<sizeof(Acc) == 4, uint8_t, uint16_t>;
+    using Value = std::conditional_t<Signed, signed_t<N>, N>;
+    using Product = std::conditional_t<Signed, signed_t<Acc>, Acc>;
+    const uint8_t *d = s->z[zda.reg], *a = s->z[zn.reg], *b = s->z[zm.reg];
+    return all_loop<Acc>(s->z[zda.reg], [&](unsigned i) {
+      unsigned e = i / sizeof(Acc), g = group_of(e);
+      Acc sum = load<Acc>(d + i);
+      for (unsigned k = 0; k < 4; ++k) {
+        Product x = Value(load<N>(a + (4 * e + k) * sizeof(N))), y = Value(load<N>(b + (4 * g + k) * sizeof(N)));
+        sum = Acc(sum + Acc(x * y));
+      }
+      return sum;
+    });
+  });
+}
+
+// The indexed forms take the four narrow elements of one group per 128-bit
+// segment: the accumulators of a segment share group (e rounded down to the
+// segment) + index.
+template <bool Signed>
+aarch64_decode_rc dot_indexed(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, uint32_t index) {
+  unsigned per_segment = zda.rw_elem == Z_S ? 4 : 2;
+  return dot<Signed>(s, zda, zn, zm, [=](unsigned e) { return e / per_segment * per_segment + index; });
 }
 
 }  // namespace
+
+aarch64_decode_rc sve_sdot_zzz(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return dot<true>(s, zda, zn, zm, [](unsigned e) { return e; });
+}
+aarch64_decode_rc sve_udot_zzz(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return dot<false>(s, zda, zn, zm, [](unsigned e) { return e; });
+}
+aarch64_decode_rc sve_sdot_zzzi(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, uint32_t index) {
+  return dot_indexed<true>(s, zda, zn, zm, index);
+}
+aarch64_decode_rc sve_udot_zzzi(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, uint32_t index) {
+  return dot_indexed<false>(s, zda, zn, zm, index);
+}
 
 namespace lib {
 
@@ -123,29 +151,27 @@ SVE_MULH(U32, uint32_t, false)
 SVE_MULH(U64, uint64_t, false)
 #undef SVE_MULH
 
-// The indexed forms take the four narrow elements of one group per 128-bit
-// segment: g accumulators share group (i rounded down to g) + index.
-#define SVE_DOT(type, Acc, Signed)                                                           \
-  VecV Vec##type##DotVVVX(VecV zda, VecV zn, VecV zm, CpuContext* c) {                       \
-    return dot<Acc, Signed>(zda, zn, zm, c, [](unsigned i) { return i; });                   \
-  }                                                                                          \
-  VecV Vec##type##DotVVVIX(VecV zda, VecV zn, VecV zm, uint64_t index, CpuContext* c) {      \
-    constexpr unsigned g = 16 / sizeof(Acc);                                                 \
-    return dot<Acc, Signed>(zda, zn, zm, c, [=](unsigned i) { return unsigned(i / g * g + index); }); \
-  }
-SVE_DOT(S32, uint32_t, true)
-SVE_DOT(S64, uint64_t, true)
-SVE_DOT(U32, uint32_t, false)
-SVE_DOT(U64, uint64_t, false)
-#undef SVE_DOT
-
 }  // namespace lib
 
+// Zda 4:0, Zn 9:5, Zm 20:16.
+template <auto Kernel>
+struct dot_vectors : direct_base<Kernel> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return dot_vectors::call(s, w, z_dst_src(w, 4, 0, T::code), z_plain(w, 9, 5, T::code), z_plain(w, 20, 16, T::code));
+  }
+};
 // The indexed dot product: Zm and the index share bits 20:16, split by the
 // accumulator size.
-using lib_dot = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<20, 16>>;
-using lib_dot_s = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<18, 16>, imm_in<field_in<20, 19>>>;
-using lib_dot_d = library<to_z<4, 0>, z_in<4, 0>, z_in<9, 5>, z_in<19, 16>, imm_in<field_in<20, 20>>>;
+template <auto Kernel>
+struct dot_by_index : direct_base<Kernel> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    constexpr bool words = T::code == Z_S;
+    return dot_by_index::call(s, w, z_dst_src(w, 4, 0, T::code), z_plain(w, 9, 5, T::code),
+                              z_plain(w, words ? 18 : 19, 16, T::code), words ? field(w, 20, 19) : field(w, 20, 20));
+  }
+};
 
 }  // namespace sve
 
@@ -174,13 +200,13 @@ using namespace sve;
   SVE_S4(X, 31_21__15_13, MLSVVVM, SVE_MUL_VVVM("011", sve_mls_zpzz, "mls"))                       \
   SVE_S4(X, 31_21__15_13, MADDVVVM, SVE_MAD_VVVM("110", sve_mad_zpzz, "mad"))                      \
   SVE_S4(X, 31_21__15_13, MSUBVVVM, SVE_MAD_VVVM("111", sve_msb_zpzz, "msb"))                      \
-  X(31_21__15_10, DotVVVX, S32, "01000100 10 0 mmmmm 00000 0 nnnnn ddddd", library, (lib_dot), "sdot z0.s, z1.b, z2.b") \
-  X(31_21__15_10, DotVVVX, S64, "01000100 11 0 mmmmm 00000 0 nnnnn ddddd", library, (lib_dot), "sdot z0.d, z1.h, z2.h") \
-  X(31_21__15_10, DotVVVX, U32, "01000100 10 0 mmmmm 00000 1 nnnnn ddddd", library, (lib_dot), "udot z0.s, z1.b, z2.b") \
-  X(31_21__15_10, DotVVVX, U64, "01000100 11 0 mmmmm 00000 1 nnnnn ddddd", library, (lib_dot), "udot z0.d, z1.h, z2.h") \
-  X(31_21__15_10, DotVVVIX, S32, "01000100 10 1 iimmm 00000 0 nnnnn ddddd", library, (lib_dot_s), "sdot z0.s, z1.b, z2.b[3]") \
-  X(31_21__15_10, DotVVVIX, S64, "01000100 11 1 immmm 00000 0 nnnnn ddddd", library, (lib_dot_d), "sdot z0.d, z1.h, z2.h[1]") \
-  X(31_21__15_10, DotVVVIX, U32, "01000100 10 1 iimmm 00000 1 nnnnn ddddd", library, (lib_dot_s), "udot z0.s, z1.b, z2.b[3]") \
-  X(31_21__15_10, DotVVVIX, U64, "01000100 11 1 immmm 00000 1 nnnnn ddddd", library, (lib_dot_d), "udot z0.d, z1.h, z2.h[1]")
+  X(31_21__15_10, DotVVVX, S32, "01000100 10 0 mmmmm 00000 0 nnnnn ddddd", direct, (dot_vectors<sve_sdot_zzz>), "sdot z0.s, z1.b, z2.b") \
+  X(31_21__15_10, DotVVVX, S64, "01000100 11 0 mmmmm 00000 0 nnnnn ddddd", direct, (dot_vectors<sve_sdot_zzz>), "sdot z0.d, z1.h, z2.h") \
+  X(31_21__15_10, DotVVVX, U32, "01000100 10 0 mmmmm 00000 1 nnnnn ddddd", direct, (dot_vectors<sve_udot_zzz>), "udot z0.s, z1.b, z2.b") \
+  X(31_21__15_10, DotVVVX, U64, "01000100 11 0 mmmmm 00000 1 nnnnn ddddd", direct, (dot_vectors<sve_udot_zzz>), "udot z0.d, z1.h, z2.h") \
+  X(31_21__15_10, DotVVVIX, S32, "01000100 10 1 iimmm 00000 0 nnnnn ddddd", direct, (dot_by_index<sve_sdot_zzzi>), "sdot z0.s, z1.b, z2.b[3]") \
+  X(31_21__15_10, DotVVVIX, S64, "01000100 11 1 immmm 00000 0 nnnnn ddddd", direct, (dot_by_index<sve_sdot_zzzi>), "sdot z0.d, z1.h, z2.h[1]") \
+  X(31_21__15_10, DotVVVIX, U32, "01000100 10 1 iimmm 00000 1 nnnnn ddddd", direct, (dot_by_index<sve_udot_zzzi>), "udot z0.s, z1.b, z2.b[3]") \
+  X(31_21__15_10, DotVVVIX, U64, "01000100 11 1 immmm 00000 1 nnnnn ddddd", direct, (dot_by_index<sve_udot_zzzi>), "udot z0.d, z1.h, z2.h[1]")
 
 SVE_FAMILY(integer_multiply, INTEGER_MULTIPLY)

@@ -1,57 +1,90 @@
 // Saturating addition and subtraction without a predicate: SQADD, UQADD,
-// SQSUB, UQSUB of two vectors or of a vector and an immediate. The exact
-// result is formed in the wide integer, so nothing wraps before the clamp,
-// and only the clamped value is kept: saturation sets no flag.
+// SQSUB, UQSUB of two vectors or of a vector and an immediate. The wrapped
+// result is kept unless the operation overflowed, which the signs (or the
+// carry) tell; then the limit on the side of the true result stands.
+// Saturation sets no flag.
+#include <limits>
+
+#include "../decode/direct.h"
 #include "../decode/families.h"
-#include "../support/marshal.h"
-#include "../support/routine_loop.h"
-#include "../support/saturate.h"
 #include "immediates.h"
+#include "kernel_loop.h"
 
 namespace sve {
 
 namespace {
 
-// Zdn + imm or Zdn - imm, the immediate unsigned for both signs.
-template <class T, int IsUnsigned, bool Sub>
-VecV step_immediate(const VecV& zdn, T imm, const CpuContext* c) {
-  constexpr unsigned n = sizeof(T) * 8;
-  return routine_all<T>(zdn, c, [=](T a) {
-    wide_int x = Int(a, n, IsUnsigned), b = UInt(imm, n);
-    return T(SatQ(Sub ? x - b : x + b, n, IsUnsigned).value);
+// Shifts, masks and compares only, so that the element loop vectorises.
+template <bool Signed, bool Sub, class T>
+T saturate(T a, T b) {
+  T r = Sub ? T(a - b) : T(a + b);
+  if constexpr (Signed) {
+    constexpr unsigned top = sizeof(T) * 8 - 1;
+    // Signed overflow: the result's sign differs from that of a, and b's
+    // sign is a's for an addition, the other for a subtraction.
+    T over = Sub ? T((a ^ b) & (a ^ r)) : T((a ^ r) & (b ^ r));
+    T limit = T(T(signed_t<T>(a) >> top) ^ T(T(~T(0)) >> 1));
+    return select(T(T(0) - T(over >> top)), limit, r);
+  } else if constexpr (Sub) {
+    return T(r & ~less<false>(a, b));
+  } else {
+    return T(r | less<false>(r, a));
+  }
+}
+
+template <bool Signed, bool Sub>
+aarch64_decode_rc vectors(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return by_size(zd.elem, [&]<class T>(T) {
+    const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
+    return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return saturate<Signed, Sub>(load<T>(a + i), load<T>(b + i)); });
+  });
+}
+
+// The immediate is unsigned for both signs: up to 255 << 8, which a signed
+// byte or halfword cannot hold, so those two compute in 64 bits and clamp.
+template <bool Signed, bool Sub, class T>
+T saturate_immediate(T a, uint64_t imm) {
+  if constexpr (Signed && sizeof(T) < 8) {
+    using S = signed_t<T>;
+    int64_t x = S(a), r = Sub ? x - int64_t(imm) : x + int64_t(imm);
+    return T(r < std::numeric_limits<S>::min() ? std::numeric_limits<S>::min()
+             : r > std::numeric_limits<S>::max() ? std::numeric_limits<S>::max() : r);
+  } else {
+    return saturate<Signed, Sub>(a, T(imm));
+  }
+}
+
+template <bool Signed, bool Sub>
+aarch64_decode_rc immediate(cpu_state* s, aarch64_z_reg zdn, uint64_t imm) {
+  return by_size(zdn.rw_elem, [&]<class T>(T) {
+    const uint8_t* d = s->z[zdn.reg];
+    return all_loop<T>(s->z[zdn.reg], [&](unsigned i) { return saturate_immediate<Signed, Sub>(load<T>(d + i), imm); });
   });
 }
 
 }  // namespace
 
-namespace lib {
-
-#define SVE_QADDSUB(sign, bits, is_unsigned)                                                         \
-  VecV Vec##sign##bits##QAddVVX(VecV zn, VecV zm, CpuContext* c) {                                   \
-    return routine_pair<uint##bits##_t>(zn, zm, c, [](uint64_t a, uint64_t b) { return SatAdd(a, b, bits, is_unsigned); }); \
-  }                                                                                                  \
-  VecV Vec##sign##bits##QSubVVX(VecV zn, VecV zm, CpuContext* c) {                                   \
-    return routine_pair<uint##bits##_t>(zn, zm, c, [](uint64_t a, uint64_t b) { return SatSub(a, b, bits, is_unsigned); }); \
-  }                                                                                                  \
-  VecV Vec##sign##bits##QAddVIX(VecV zdn, uint##bits##_t imm, CpuContext* c) {                       \
-    return step_immediate<uint##bits##_t, is_unsigned, false>(zdn, imm, c);                          \
-  }                                                                                                  \
-  VecV Vec##sign##bits##QSubVIX(VecV zdn, uint##bits##_t imm, CpuContext* c) {                       \
-    return step_immediate<uint##bits##_t, is_unsigned, true>(zdn, imm, c);                           \
+#define SVE_QADDSUB(name, Signed, Sub)                                                                      \
+  aarch64_decode_rc sve_##name##_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) { \
+    return vectors<Signed, Sub>(s, zd, zn, zm);                                                             \
+  }                                                                                                         \
+  aarch64_decode_rc sve_##name##_zzi(cpu_state* s, aarch64_z_reg zdn, uint64_t imm) {                       \
+    return immediate<Signed, Sub>(s, zdn, imm);                                                             \
   }
-SVE_QADDSUB(S, 8, 0)
-SVE_QADDSUB(S, 16, 0)
-SVE_QADDSUB(S, 32, 0)
-SVE_QADDSUB(S, 64, 0)
-SVE_QADDSUB(U, 8, 1)
-SVE_QADDSUB(U, 16, 1)
-SVE_QADDSUB(U, 32, 1)
-SVE_QADDSUB(U, 64, 1)
+SVE_QADDSUB(sqadd, true, false)
+SVE_QADDSUB(uqadd, false, false)
+SVE_QADDSUB(sqsub, true, true)
+SVE_QADDSUB(uqsub, false, true)
 #undef SVE_QADDSUB
 
-}  // namespace lib
-
-using lib_qvix = library<to_z<4, 0>, z_in<4, 0>, imm_in<imm_add_sub_elem>>;
+// Zdn 4:0 and the add/subtract immediate at the element size.
+template <auto Kernel>
+struct vix_sat : direct_base<Kernel> {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    return vix_sat::call(s, w, z_dst_src(w, 4, 0, T::code), uint64_t(imm_add_sub_elem::value<T>(w)));
+  }
+};
 
 }  // namespace sve
 
@@ -59,19 +92,19 @@ using namespace sve;
 
 // Vectors: "00000100 ss 1 mmmmm 000 1 U S nnnnn ddddd"; immediate:
 // "00100101 ss 100 1 S U 11 h iiiiiiii ddddd".
-#define SVE_QVVX(opc, mnemonic) \
-  "00000100 ss 1 mmmmm 0001" opc " nnnnn ddddd", library, (lib_vvx), mnemonic " z0.T, z1.T, z2.T"
-#define SVE_QVIX(opc, mnemonic) \
-  "00100101 ss 1001" opc " 11 i iiiiiiii ddddd", library, (lib_qvix), mnemonic " z0.T, z0.T, #255"
+#define SVE_QVVX(opc, kernel, mnemonic) \
+  "00000100 ss 1 mmmmm 0001" opc " nnnnn ddddd", direct, (vvx<kernel##_zzz>), mnemonic " z0.T, z1.T, z2.T"
+#define SVE_QVIX(opc, kernel, mnemonic) \
+  "00100101 ss 1001" opc " 11 i iiiiiiii ddddd", direct, (vix_sat<kernel##_zzi>), mnemonic " z0.T, z0.T, #255"
 
-#define INTEGER_SATURATING(X)                                       \
-  SVE_S4(X, 31_21__15_10, QAddVVX, SVE_QVVX("00", "sqadd"))         \
-  SVE_U4(X, 31_21__15_10, QAddVVX, SVE_QVVX("01", "uqadd"))         \
-  SVE_S4(X, 31_21__15_10, QSubVVX, SVE_QVVX("10", "sqsub"))         \
-  SVE_U4(X, 31_21__15_10, QSubVVX, SVE_QVVX("11", "uqsub"))         \
-  SVE_S4(X, 31_14, QAddVIX, SVE_QVIX("00", "sqadd"))                \
-  SVE_U4(X, 31_14, QAddVIX, SVE_QVIX("01", "uqadd"))                \
-  SVE_S4(X, 31_14, QSubVIX, SVE_QVIX("10", "sqsub"))                \
-  SVE_U4(X, 31_14, QSubVIX, SVE_QVIX("11", "uqsub"))
+#define INTEGER_SATURATING(X)                                              \
+  SVE_S4(X, 31_21__15_10, QAddVVX, SVE_QVVX("00", sve_sqadd, "sqadd"))     \
+  SVE_U4(X, 31_21__15_10, QAddVVX, SVE_QVVX("01", sve_uqadd, "uqadd"))     \
+  SVE_S4(X, 31_21__15_10, QSubVVX, SVE_QVVX("10", sve_sqsub, "sqsub"))     \
+  SVE_U4(X, 31_21__15_10, QSubVVX, SVE_QVVX("11", sve_uqsub, "uqsub"))     \
+  SVE_S4(X, 31_14, QAddVIX, SVE_QVIX("00", sve_sqadd, "sqadd"))            \
+  SVE_U4(X, 31_14, QAddVIX, SVE_QVIX("01", sve_uqadd, "uqadd"))            \
+  SVE_S4(X, 31_14, QSubVIX, SVE_QVIX("10", sve_sqsub, "sqsub"))            \
+  SVE_U4(X, 31_14, QSubVIX, SVE_QVIX("11", sve_uqsub, "uqsub"))
 
 SVE_FAMILY(integer_saturating, INTEGER_SATURATING)

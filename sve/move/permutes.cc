@@ -10,6 +10,7 @@
 #include "../decode/families.h"
 #include "../integer/kernel_loop.h"
 #include "../support/marshal.h"
+#include "../support/pred_words.h"
 #include "../support/routine_loop.h"
 
 namespace sve {
@@ -126,6 +127,43 @@ aarch64_decode_rc sve_revw_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg,
   });
 }
 
+// SPLICE: the stretch of Zdn from its first to its last active element, then
+// the elements of Zm from 0 on; with no active element, Zm.
+aarch64_decode_rc sve_splice_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return by_size(zdn.rw_elem, [&]<class T>(T) {
+    const uint8_t* g = s->p[pg.reg];
+    auto active = [g](unsigned k) { return pred_word(g, k) & lead_bits<T>; };
+    int first = first_set_byte(active);
+    unsigned from = first < 0 ? 0 : unsigned(first);
+    unsigned end = first < 0 ? 0 : unsigned(last_set_byte(active)) + sizeof(T);
+    // Copies of the whole length only: Zdn, Zm over it from the end of the
+    // stretch on, and the result read out from the stretch's start.
+    uint8_t buf[2 * vl];
+    std::memcpy(buf, s->z[zdn.reg], vl);
+    std::memcpy(buf + end, s->z[zm.reg], vl);
+    std::memcpy(s->z[zdn.reg], buf + from, vl);
+    return aarch64_decode_ok;
+  });
+}
+
+// COMPACT: the active elements of Zn packed from element 0 up; zeros after.
+// Every element is stored at the next free place, which only an active one
+// takes, and the places from the count on are cleared after: no branch on
+// the predicate. A place is never above the element read, so Zd may be Zn.
+aarch64_decode_rc sve_compact_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  return by_size<Z_S, Z_D>(zd.elem, [&]<class T>(T) {
+    const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg];
+    uint8_t* d = s->z[zd.reg];
+    unsigned y = 0;
+    for (unsigned i = 0; i < vl; i += sizeof(T)) {
+      store<T>(d + y, load<T>(a + i));
+      y += (g[i] & 1) * sizeof(T);
+    }
+    for (unsigned i = 0; i < vl; i += sizeof(T)) store<T>(d + i, T(load<T>(d + i) & (T(0) - T(i < y))));
+    return aarch64_decode_ok;
+  });
+}
+
 // Unpacks widen the low or high half of Zn into all of Zd.
 template <class Narrow, class Wide, bool High>
 aarch64_decode_rc unpack_kernel(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
@@ -164,39 +202,6 @@ VecV reverse_within(const VecV& zd, const PredV& pg, const VecV& zn, const CpuCo
 }
 
 template <class T>
-int last_active(const PredV& pg, unsigned n) {
-  for (int i = int(n) - 1; i >= 0; --i)
-    if (pg.active(unsigned(i), sizeof(T))) return i;
-  return -1;
-}
-
-// SPLICE: the stretch of Zdn from its first to its last active element, then
-// the elements of Zm from 0 on.
-template <class T>
-VecV splice(const PredV& pg, const VecV& zdn, const VecV& zm, const CpuContext* c) {
-  unsigned n = c->elements(sizeof(T) * 8), y = 0;
-  VecV r{};
-  int last = last_active<T>(pg, n);
-  bool latch = false;
-  for (int x = 0; x <= last; ++x) {
-    latch = latch || pg.active(unsigned(x), sizeof(T));
-    if (latch) r.set<T>(y++, zdn.get<T>(unsigned(x)));
-  }
-  for (unsigned k = 0; y < n; ++k) r.set<T>(y++, zm.get<T>(k));
-  return r;
-}
-
-// COMPACT: the active elements of Zn packed from element 0 up; zeros after.
-template <class T>
-VecV compact(const PredV& pg, const VecV& zn, const CpuContext* c) {
-  unsigned n = c->elements(sizeof(T) * 8), y = 0;
-  VecV r{};
-  for (unsigned i = 0; i < n; ++i)
-    if (pg.active(i, sizeof(T))) r.set<T>(y++, zn.get<T>(i));
-  return r;
-}
-
-template <class T>
 VecV transpose1(const VecV& zn, const VecV& zm, const CpuContext*) {
   VecV r;
   trn(reinterpret_cast<char*>(r.b), reinterpret_cast<const char*>(zn.b), reinterpret_cast<const char*>(zm.b),
@@ -217,16 +222,13 @@ VecV signed_unpack(const VecV& zn, const CpuContext* c) {
 namespace lib {
 
 #define SVE_ELEMENT_ROUTINES(type, T)                                                                  \
-  VecV Vec##type##Trn1VV(VecV zn, VecV zm, CpuContext* c) { return transpose1<T>(zn, zm, c); }         \
-  VecV Vec##type##SpliceVV(PredV pg, VecV zdn, VecV zm, CpuContext* c) { return splice<T>(pg, zdn, zm, c); }
+  VecV Vec##type##Trn1VV(VecV zn, VecV zm, CpuContext* c) { return transpose1<T>(zn, zm, c); }
 SVE_ELEMENT_ROUTINES(U8, uint8_t)
 SVE_ELEMENT_ROUTINES(U16, uint16_t)
 SVE_ELEMENT_ROUTINES(U32, uint32_t)
 SVE_ELEMENT_ROUTINES(U64, uint64_t)
 #undef SVE_ELEMENT_ROUTINES
 
-VecV VecU32CompressVV(PredV pg, VecV zn, CpuContext* c) { return compact<uint32_t>(pg, zn, c); }
-VecV VecU64CompressVV(PredV pg, VecV zn, CpuContext* c) { return compact<uint64_t>(pg, zn, c); }
 VecV VecU16Rev1V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint16_t, uint8_t>(zd, pg, zn, c); }
 VecV VecU32Rev1V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint32_t, uint8_t>(zd, pg, zn, c); }
 VecV VecU64Rev1V(VecV zd, PredV pg, VecV zn, CpuContext* c) { return reverse_within<uint64_t, uint8_t>(zd, pg, zn, c); }
@@ -279,8 +281,6 @@ struct revw_shape {
 };
 
 using lib_unpack = library<to_z<4, 0>, z_in<9, 5>>;
-using lib_pzz = library<to_z<4, 0>, p_in<12, 10>, z_in<4, 0>, z_in<9, 5>>;
-using lib_pz = library<to_z<4, 0>, p_in<12, 10>, z_in<9, 5>>;
 
 }  // namespace sve
 
@@ -321,8 +321,8 @@ using namespace sve;
   X(31_13, Rev2V, U32, SVE_REV_IN("01", "revh"))                                                      \
   X(31_13, Rev2V, U64, SVE_REV_IN("01", "revh"))                                                      \
   X(31_13, Rev4V, U64, "00000101 ss 100110 100 ggg nnnnn ddddd", direct, (revw_shape), "revw z0.d, p0/m, z1.d") \
-  SVE_U4(X, 31_13, SpliceVV, "00000101 ss 101100 100 ggg mmmmm ddddd", library, (lib_pzz), "splice z0.T, p0, z0.T, z1.T") \
-  X(31_13, CompressVV, U32, "00000101 ss 100001 100 ggg nnnnn ddddd", library, (lib_pz), "compact z0.T, p0, z1.T") \
-  X(31_13, CompressVV, U64, "00000101 ss 100001 100 ggg nnnnn ddddd", library, (lib_pz), "compact z0.T, p0, z1.T")
+  SVE_U4(X, 31_13, SpliceVV, "00000101 ss 101100 100 ggg mmmmm ddddd", direct, (vvm<sve_splice_zpz>), "splice z0.T, p0, z0.T, z1.T") \
+  X(31_13, CompressVV, U32, "00000101 ss 100001 100 ggg nnnnn ddddd", direct, (vm<sve_compact_zpz>), "compact z0.T, p0, z1.T") \
+  X(31_13, CompressVV, U64, "00000101 ss 100001 100 ggg nnnnn ddddd", direct, (vm<sve_compact_zpz>), "compact z0.T, p0, z1.T")
 
 SVE_FAMILY(move_permutes, MOVE_PERMUTES)

@@ -9,6 +9,7 @@
 #include "../decode/families.h"
 #include "../integer/kernel_loop.h"
 #include "../support/marshal.h"
+#include "../support/pred_words.h"
 
 namespace sve {
 
@@ -56,19 +57,17 @@ aarch64_decode_rc sve_uaddv_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aar
   });
 }
 
-// Index of the last active element of a byte-form predicate, or -1.
+// The byte offset of the last active element of a byte-form predicate, or -1.
 template <class T>
 int last_active(const uint8_t* p) {
-  for (int i = int(sve_vl_bytes / sizeof(T)) - 1; i >= 0; --i)
-    if (p[i * sizeof(T)] & 1) return i;
-  return -1;
+  return last_set_byte([p](unsigned k) { return pred_word(p, k) & lead_bits<T>; });
 }
 
 // LASTB: the last active element, or the last element when none is active.
 template <class T>
 T lastb(const cpu_state* s, aarch64_p_reg pg, aarch64_z_reg zn) {
   int last = last_active<T>(s->p[pg.reg]);
-  return load<T>(s->z[zn.reg] + (last < 0 ? sve_vl_bytes - sizeof(T) : last * sizeof(T)));
+  return load<T>(s->z[zn.reg] + (last < 0 ? sve_vl_bytes - sizeof(T) : unsigned(last)));
 }
 
 aarch64_decode_rc sve_lastb_rpz(cpu_state* s, aarch64_i_reg rd, aarch64_p_reg pg, aarch64_z_reg zn) {
@@ -94,7 +93,7 @@ aarch64_decode_rc sve_clastb_rpz(cpu_state* s, aarch64_i_reg rdn, aarch64_p_reg 
   return by_size(zn.elem, [&](auto e) {
     using T = decltype(e);
     int last = last_active<T>(s->p[pg.reg]);
-    write_x(s, rdn, last < 0 ? T(read_x(s, rdn)) : load<T>(s->z[zn.reg] + last * sizeof(T)));
+    write_x(s, rdn, last < 0 ? T(read_x(s, rdn)) : load<T>(s->z[zn.reg] + last));
     return aarch64_decode_ok;
   });
 }

@@ -3,36 +3,47 @@
 // the next, PFIRST and PNEXT walk a predicate element by element. All but
 // PNEXT work on the 224 predicate bits with no element size.
 #include "../decode/families.h"
+#include "bytewise.h"
 #include "predicate_shapes.h"
+#include "prefix.h"
 
 namespace sve {
 
 namespace {
 
+constexpr uint64_t byte_bits = lead_bits<uint8_t>;
+
 // The highest byte with bit 0 set, or -1.
 int last_active(const uint8_t* p) {
-  for (int i = int(sve_vl_bytes) - 1; i >= 0; --i)
-    if (p[i] & 1) return i;
-  return -1;
+  return last_set_byte([p](unsigned k) { return pred_word(p, k) & byte_bits; });
 }
 
-// BRKA (After) keeps the first true element of Pn, BRKB (Before) drops it.
-// Inactive bytes are zeroed or keep the old Pd.
+// The first byte where both have bit 0 set, or the vector's length.
+unsigned first_both(const uint8_t* a, const uint8_t* b) {
+  int i = first_set_byte([a, b](unsigned k) { return pred_word(a, k) & pred_word(b, k) & byte_bits; });
+  return i < 0 ? sve_vl_bytes : unsigned(i);
+}
+
+// The result of a break in Pd: the active bytes of Pg below `end` are 1, the
+// others 0; inactive bytes are 0, or keep their old value when merging.
+void break_bytes(uint8_t* pd, const uint8_t* g, unsigned end, bool merging) {
+  uint8_t keep = merging ? 0xff : 0;
+  bytewise(
+      pd,
+      [keep](pred_piece g, pred_piece below, pred_piece old) {
+        pred_piece active = -(g & 1);
+        return (active & below) | (~active & old & keep);
+      },
+      g, prefix_bytes<uint8_t>(end), pd);
+}
+
+// BRKA (After) keeps the first active true element of Pn, BRKB (Before)
+// drops it.
 template <bool After>
 aarch64_decode_rc break_walk(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn) {
-  pred_bytes r;
-  const uint8_t *g = s->p[pg.reg], *n = s->p[pn.reg], *old = s->p[pd.reg];
-  bool running = true;
-  for (unsigned i = 0; i < sve_vl_bytes; ++i) {
-    if (g[i] & 1) {
-      if (!After) running = running && !(n[i] & 1);
-      r.b[i] = running;
-      if (After) running = running && !(n[i] & 1);
-    } else {
-      r.b[i] = pg.elem == P_Z ? 0 : old[i];
-    }
-  }
-  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+  const uint8_t* g = s->p[pg.reg];
+  unsigned first = first_both(g, s->p[pn.reg]);
+  break_bytes(s->p[pd.reg], g, After && first < sve_vl_bytes ? first + 1 : first, pg.elem != P_Z);
   return aarch64_decode_ok;
 }
 
@@ -50,12 +61,8 @@ aarch64_decode_rc sve_brkb_ppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg,
 aarch64_decode_rc sve_brkn(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg pg, aarch64_p_reg pn, bool set_flags) {
   int last = last_active(s->p[pg.reg]);
   uint8_t* d = s->p[pdm.reg];
-  if (last < 0 || s->p[pn.reg][last] == 0) std::memset(d, 0, sve_vl_bytes);
-  if (set_flags) {
-    pred_bytes all;
-    std::memset(all.b, 1, sve_vl_bytes);
-    sve_ptest<signed char>(s, all.b, d);
-  }
+  if (last < 0 || s->p[pn.reg][last] == 0) write_prefix<uint8_t>(d, 0);
+  if (set_flags) sve_ptest<uint8_t>(s, prefix_bytes<uint8_t>(sve_vl_bytes), d);
   return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_brkn_ppp(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg pg, aarch64_p_reg pn) {
@@ -69,18 +76,13 @@ aarch64_decode_rc sve_brkns_ppp(cpu_state* s, aarch64_p_reg pdm, aarch64_p_reg p
 // bytes before the first active true byte of Pm.
 aarch64_decode_rc sve_brkpb(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm,
                             bool set_flags) {
-  pred_bytes r{};
-  const uint8_t *g = s->p[pg.reg], *m = s->p[pm.reg];
+  pred_bytes r;
+  const uint8_t* g = s->p[pg.reg];
   int last = last_active(g);
-  if (last >= 0 && s->p[pn.reg][last] != 0) {
-    for (unsigned i = 0; i < sve_vl_bytes; ++i) {
-      if (!(g[i] & 1)) continue;
-      if (m[i] & 1) break;
-      r.b[i] = 1;
-    }
-  }
-  if (set_flags) sve_ptest<signed char>(s, g, r.b);
-  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+  bool holds = last >= 0 && s->p[pn.reg][last] != 0;
+  std::memcpy(r.b, g, sve_vl_bytes);  // Pg, kept for the flags when Pd is Pg
+  break_bytes(s->p[pd.reg], r.b, holds ? first_both(r.b, s->p[pm.reg]) : 0, false);
+  if (set_flags) sve_ptest<signed char>(s, r.b, s->p[pd.reg]);
   return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_brkpb_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn,
@@ -93,25 +95,21 @@ aarch64_decode_rc sve_brkpbs_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg 
 }
 
 // PNEXT: the next active element of Pg after the last true element of Pdn,
-// as the only true element, or none.
+// as the only true element, or none. The flags test it against Pg: N when it
+// is Pg's first active element, Z when there is none, C unless it is Pg's
+// last.
 aarch64_decode_rc sve_pnext_pp(cpu_state* s, aarch64_p_reg pdn, aarch64_p_reg pg) {
   return by_size(pdn.rw_elem2, [&]<class T>(T) {
-    constexpr unsigned e = sizeof(T), n = sve_vl_bytes / e;
-    pred_bytes r{};
-    const uint8_t *d = s->p[pdn.reg], *g = s->p[pg.reg];
-    unsigned next = 0;
-    for (unsigned i = n; i-- > 0;)
-      if (d[i * e] & 1) {
-        next = i + 1;
-        break;
-      }
-    for (unsigned i = next; i < n; ++i)
-      if (g[i * e] & 1) {
-        r.b[i * e] = 1;
-        break;
-      }
-    sve_ptest<T>(s, g, r.b);
-    std::memcpy(s->p[pdn.reg], r.b, sve_vl_bytes);
+    constexpr uint64_t lead = lead_bits<T>;
+    uint8_t* d = s->p[pdn.reg];
+    const uint8_t* g = s->p[pg.reg];
+    auto active = [g](unsigned k) { return pred_word(g, k) & lead; };
+    int last = last_set_byte([d](unsigned k) { return pred_word(d, k) & lead; });
+    int next = first_set_byte(active, last < 0 ? 0 : unsigned(last) + sizeof(T));
+    uint64_t n = next >= 0 && next == first_set_byte(active), c = next < 0 || next != last_set_byte(active);
+    s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | n << 31 | uint64_t(next < 0) << 30 | c << 29;
+    write_prefix<uint8_t>(d, 0);
+    if (next >= 0) d[next] = 1;
     return aarch64_decode_ok;
   });
 }

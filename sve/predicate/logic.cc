@@ -1,53 +1,54 @@
 // Predicate logic and initialisation: the zeroing logical operations with
 // and without flags, SEL, PTEST, PFALSE and PTRUE with its pattern. The plain
-// AND, BIC, ORR, EOR and NOR, SEL, PTEST, PFALSE and PTRUE work on the byte
-// form of cpu_state; NAND and ORN, and every form that sets the flags, on
+// AND, BIC, ORR, EOR and NOR, SEL, PTEST, PFALSE, PTRUE and PTRUES work on the
+// byte form of cpu_state; NAND and ORN, and the logic that sets the flags, on
 // packed predicates. Both give the same predicate.
-#include <cstring>
-
 #include "../decode/families.h"
+#include "bytewise.h"
 #include "predicate_shapes.h"
+#include "prefix.h"
 
 namespace sve {
 
 namespace {
 
-// The logical kernels compute on the stored bytes where Pg is true and give
-// 0 elsewhere; stored predicates hold 0 and 1, so the results do too.
+// The logical kernels compute on the stored bytes and keep bit 0 where Pg is
+// true, 0 elsewhere.
 template <class Op>
 aarch64_decode_rc logic(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm, Op op) {
-  pred_bytes r;
-  const uint8_t *g = s->p[pg.reg], *n = s->p[pn.reg], *m = s->p[pm.reg];
-  for (unsigned i = 0; i < sve_vl_bytes; ++i) r.b[i] = (g[i] & 1) ? uint8_t(op(n[i], m[i]) & 1) : 0;
-  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+  bytewise(s->p[pd.reg], [op](pred_piece g, pred_piece n, pred_piece m) { return g & op(n, m) & 1; },
+           s->p[pg.reg], s->p[pn.reg], s->p[pm.reg]);
   return aarch64_decode_ok;
 }
 
 }  // namespace
 
 aarch64_decode_rc sve_and_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](uint8_t a, uint8_t b) { return a & b; });
+  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a & b; });
 }
 aarch64_decode_rc sve_bic_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](uint8_t a, uint8_t b) { return a & ~b; });
+  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a & ~b; });
 }
 aarch64_decode_rc sve_orr_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](uint8_t a, uint8_t b) { return a | b; });
+  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a | b; });
 }
 aarch64_decode_rc sve_eor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](uint8_t a, uint8_t b) { return a ^ b; });
+  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a ^ b; });
 }
 // NOR tests its operands as whole bytes: the result is 1 when both are 0.
 aarch64_decode_rc sve_nor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](uint8_t a, uint8_t b) { return int(a == 0 && b == 0); });
+  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return pred_piece((a | b) == 0); });
 }
 
 // SEL writes every byte: Pn where Pg is true, Pm elsewhere.
 aarch64_decode_rc sve_sel_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  pred_bytes r;
-  const uint8_t *g = s->p[pg.reg], *n = s->p[pn.reg], *m = s->p[pm.reg];
-  for (unsigned i = 0; i < sve_vl_bytes; ++i) r.b[i] = (g[i] & 1) ? n[i] : m[i];
-  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+  bytewise(
+      s->p[pd.reg],
+      [](pred_piece g, pred_piece n, pred_piece m) {
+        pred_piece take_n = -(g & 1);
+        return (n & take_n) | (m & ~take_n);
+      },
+      s->p[pg.reg], s->p[pn.reg], s->p[pm.reg]);
   return aarch64_decode_ok;
 }
 
@@ -57,19 +58,26 @@ aarch64_decode_rc sve_ptest_pp(cpu_state* s, aarch64_p_reg pg, aarch64_p_reg pn)
 }
 
 aarch64_decode_rc sve_pfalse_p(cpu_state* s, aarch64_p_reg pd) {
-  std::memset(s->p[pd.reg], 0, sve_vl_bytes);
+  write_prefix<uint8_t>(s->p[pd.reg], 0);
   return aarch64_decode_ok;
 }
 
 // PTRUE writes each element whole: its low byte 1 below the pattern's count,
-// all other bytes 0.
+// all other bytes 0. PTRUES tests the result against itself.
+template <bool SetFlags>
+aarch64_decode_rc ptrue(cpu_state* s, aarch64_p_reg pd, unsigned int pattern) {
+  return by_size(pd.elem, [&]<class T>(T) {
+    uint8_t* p = s->p[pd.reg];
+    write_prefix<T>(p, unsigned(VecTrueILength(pattern, int(sve_vl_bytes / sizeof(T)))));
+    if (SetFlags) sve_ptest<T>(s, p, p);
+    return aarch64_decode_ok;
+  });
+}
 aarch64_decode_rc sve_ptrue_pi(cpu_state* s, aarch64_p_reg pd, unsigned int pattern) {
-  unsigned e = 1u << (pd.elem > P_D ? P_B : pd.elem), n = sve_vl_bytes / e;
-  uint64_t count = VecTrueILength(pattern, int(n));
-  uint8_t* p = s->p[pd.reg];
-  std::memset(p, 0, sve_vl_bytes);
-  for (unsigned i = 0; i < n; ++i) p[i * e] = i < count;
-  return aarch64_decode_ok;
+  return ptrue<false>(s, pd, pattern);
+}
+aarch64_decode_rc sve_ptrues_pi(cpu_state* s, aarch64_p_reg pd, unsigned int pattern) {
+  return ptrue<true>(s, pd, pattern);
 }
 
 namespace {
@@ -85,16 +93,6 @@ template <class Op>
 PredV logic_flags(const PredV& g, const PredV& n, const PredV& m, CpuContext* c, Op op) {
   PredV r = logic_routine(g, n, m, op);
   PredSetNZCV(g, r, 8, c);
-  return r;
-}
-
-template <unsigned Bits>
-PredV true_flags(uint64_t pattern, CpuContext* c) {
-  unsigned e = Bits / 8, n = c->elements(Bits);
-  uint64_t count = VecTrueILength(pattern, int(n));
-  PredV r{};
-  for (unsigned i = 0; i < n; ++i) r.set_bit(i * e, i < count);
-  PredSetNZCV(r, r, Bits, c);
   return r;
 }
 
@@ -122,19 +120,15 @@ PredV VecPOrNPPZ(PredV g, PredV n, PredV m, CpuContext*) {
   return logic_routine(g, n, m, [](uint64_t a, uint64_t b) { return a | ~b; });
 }
 
-PredV VecP8TrueFlgI(uint64_t pattern, CpuContext* c) { return true_flags<8>(pattern, c); }
-PredV VecP16TrueFlgI(uint64_t pattern, CpuContext* c) { return true_flags<16>(pattern, c); }
-PredV VecP32TrueFlgI(uint64_t pattern, CpuContext* c) { return true_flags<32>(pattern, c); }
-PredV VecP64TrueFlgI(uint64_t pattern, CpuContext* c) { return true_flags<64>(pattern, c); }
-
 }  // namespace lib
 
 // Pd 3:0 with the element size, pattern 9:5.
+template <auto Kernel>
 struct ptrue_shape {
   template <class T>
   static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
     s->instr = w;
-    return sve_ptrue_pi(s, p_plain(w, 3, 0, T::code), field(w, 9, 5));
+    return Kernel(s, p_plain(w, 3, 0, T::code), field(w, 9, 5));
   }
 };
 
@@ -154,13 +148,6 @@ struct pfalse_shape {
     return sve_pfalse_p(s, p_plain(w, 3, 0, P_B));
   }
 };
-
-template <int hi, int lo>
-struct field_value {
-  template <class T>
-  static uint64_t value(uint32_t w) { return field(w, hi, lo); }
-};
-using lib_ptrue = library<to_p<3, 0>, imm_in<field_value<9, 5>>>;
 
 }  // namespace sve
 
@@ -190,13 +177,13 @@ using namespace sve;
   X(31_20__15_14__9_9__4_4, NandFlgPPZ, P, SVE_PLOGIC("11", "1", "1", library, (lib_ppp), "nands")) \
   X(31_14__9_9__4_0, TestPZ, P, "00100101 01 010000 11 gggg 0 nnnn 0 0000", direct, (ptest_shape), "ptest p1, p2.b") \
   X(31_4, False, P, "00100101 00 011000 111001 000000 dddd", direct, (pfalse_shape), "pfalse p0.b") \
-  SVE_PTRUE(X, TrueI, P8, "0", direct, (ptrue_shape), "ptrue")                                \
-  SVE_PTRUE(X, TrueI, P16, "0", direct, (ptrue_shape), "ptrue")                               \
-  SVE_PTRUE(X, TrueI, P32, "0", direct, (ptrue_shape), "ptrue")                               \
-  SVE_PTRUE(X, TrueI, P64, "0", direct, (ptrue_shape), "ptrue")                               \
-  SVE_PTRUE(X, TrueFlgI, P8, "1", library, (lib_ptrue), "ptrues")                             \
-  SVE_PTRUE(X, TrueFlgI, P16, "1", library, (lib_ptrue), "ptrues")                            \
-  SVE_PTRUE(X, TrueFlgI, P32, "1", library, (lib_ptrue), "ptrues")                            \
-  SVE_PTRUE(X, TrueFlgI, P64, "1", library, (lib_ptrue), "ptrues")
+  SVE_PTRUE(X, TrueI, P8, "0", direct, (ptrue_shape<sve_ptrue_pi>), "ptrue")                                \
+  SVE_PTRUE(X, TrueI, P16, "0", direct, (ptrue_shape<sve_ptrue_pi>), "ptrue")                               \
+  SVE_PTRUE(X, TrueI, P32, "0", direct, (ptrue_shape<sve_ptrue_pi>), "ptrue")                               \
+  SVE_PTRUE(X, TrueI, P64, "0", direct, (ptrue_shape<sve_ptrue_pi>), "ptrue")                               \
+  SVE_PTRUE(X, TrueFlgI, P8, "1", direct, (ptrue_shape<sve_ptrues_pi>), "ptrues")                             \
+  SVE_PTRUE(X, TrueFlgI, P16, "1", direct, (ptrue_shape<sve_ptrues_pi>), "ptrues")                            \
+  SVE_PTRUE(X, TrueFlgI, P32, "1", direct, (ptrue_shape<sve_ptrues_pi>), "ptrues")                            \
+  SVE_PTRUE(X, TrueFlgI, P64, "1", direct, (ptrue_shape<sve_ptrues_pi>), "ptrues")
 
 SVE_FAMILY(predicate_logic, PREDICATE_LOGIC)

@@ -1,77 +1,67 @@
 // Loop control: WHILELT, WHILELE, WHILELO and WHILELS build a predicate from
 // two scalar counters, CTERMEQ and CTERMNE end a loop on a scalar compare.
-// WHILELE and CTERM run as library routines, the others as direct kernels.
+// The WHILE forms are direct kernels, CTERM runs as a library routine.
 #include <limits>
 
 #include "../decode/families.h"
-#include "conditions.h"
 #include "predicate_shapes.h"
+#include "prefix.h"
 
 namespace sve {
 
 namespace {
 
-// Every element's first byte is 1: the all-true governing predicate of the
-// flag test at any element size.
-struct all_true_bytes {
-  uint8_t b[sve_vl_bytes];
-  constexpr all_true_bytes() : b{} {
-    for (uint8_t& x : b) x = 1;
-  }
-};
-constexpr all_true_bytes all_true;
+// Element e is true while Rn + k < Rm (or <=) held for every k up to e: the
+// true elements are a prefix. A counter below the limit reaches it before it
+// could wrap; at or equal, the largest value as the limit holds every
+// counter, wrapped or not, so all elements are true.
+template <class R, bool OrEqual>
+unsigned while_count(R op1, R op2, unsigned n) {
+  using U = std::make_unsigned_t<R>;
+  if (OrEqual && op2 == std::numeric_limits<R>::max()) return n;
+  if (OrEqual ? op1 > op2 : op1 >= op2) return 0;
+  U left = U(U(op2) - U(op1) + OrEqual);
+  return left < n ? unsigned(left) : n;
+}
 
-// Element e is true while cond(Rn + k, Rm) held for every k up to e; the
-// counter wraps at the register width R.
-template <class R, class Cond>
-aarch64_decode_rc while_loop(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
+// The flags test the prefix against an all-true predicate: N for a first
+// true element, Z for none, C unless the last element is true.
+template <class R, bool OrEqual>
+aarch64_decode_rc while_prefix(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
   return by_size(pd.elem, [&]<class T>(T) {
-    pred_bytes r;
-    R counter = R(read_x(s, rn)), limit = R(read_x(s, rm));
-    T last = 1;
-    for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T), ++counter) {
-      last = T(last & Cond::holds(counter, limit));
-      store<T>(r.b + i, last);
-    }
-    sve_ptest<T>(s, all_true.b, r.b);
-    std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+    constexpr unsigned n = sve_vl_bytes / sizeof(T);
+    unsigned count = while_count<R, OrEqual>(R(read_x(s, rn)), R(read_x(s, rm)), n);
+    write_prefix<T>(s->p[pd.reg], count);
+    uint64_t flags = uint64_t(count > 0) << 31 | uint64_t(count == 0) << 30 | uint64_t(count < n) << 29;
+    s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | flags;
     return aarch64_decode_ok;
   });
 }
 
-template <class Cond>
+// The counters are 32 or 64 bits wide by the view of Rn, signed or not.
+template <bool Signed, bool OrEqual>
 aarch64_decode_rc while_kernel(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-  return rn.elem == I_X ? while_loop<uint64_t, Cond>(s, pd, rn, rm) : while_loop<uint32_t, Cond>(s, pd, rn, rm);
+  using R32 = std::conditional_t<Signed, int32_t, uint32_t>;
+  using R64 = std::conditional_t<Signed, int64_t, uint64_t>;
+  return rn.elem == I_X ? while_prefix<R64, OrEqual>(s, pd, rn, rm) : while_prefix<R32, OrEqual>(s, pd, rn, rm);
 }
 
 }  // namespace
 
 aarch64_decode_rc sve_whilelt_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-  return while_kernel<LT<true>>(s, pd, rn, rm);
+  return while_kernel<true, false>(s, pd, rn, rm);
+}
+aarch64_decode_rc sve_whilele_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
+  return while_kernel<true, true>(s, pd, rn, rm);
 }
 aarch64_decode_rc sve_whilelo_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-  return while_kernel<LT<false>>(s, pd, rn, rm);
+  return while_kernel<false, false>(s, pd, rn, rm);
 }
 aarch64_decode_rc sve_whilels_prr(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-  return while_kernel<LE<false>>(s, pd, rn, rm);
+  return while_kernel<false, true>(s, pd, rn, rm);
 }
 
 namespace {
-
-// WHILELE without a wrapping counter: element e is true when op1 + e is at
-// most op2 in unbounded arithmetic, that is when op1 <= op2 and e is at most
-// their distance; with op2 the largest value every element is true.
-template <unsigned Bits, class R>
-PredV while_le(R op1, R op2, CpuContext* c) {
-  using U = std::make_unsigned_t<R>;
-  PredV mask, r{};
-  for (uint64_t& w : mask.w) w = ~0ull;
-  bool top = op2 == std::numeric_limits<R>::max();
-  for (unsigned e = 0, n = c->elements(Bits); e < n; ++e)
-    r.set_bit(e * Bits / 8, top || (op1 <= op2 && U(U(op2) - U(op1)) >= e));
-  PredSetNZCV(mask, r, Bits, c);
-  return r;
-}
 
 // CTERM: when the loop ends (the condition holds) N = 1 and V = 0, else N = 0
 // and V = !C; Z and C keep their values.
@@ -85,15 +75,6 @@ void cterm(R a, R b, CpuContext* c) {
 }  // namespace
 
 namespace lib {
-
-#define SVE_WHILE_LE(bits)                                                                                  \
-  PredV VecS##bits##While4LESS(int a, int b, CpuContext* c) { return while_le<bits>(a, b, c); }             \
-  PredV VecS##bits##While8LESS(long a, long b, CpuContext* c) { return while_le<bits>(a, b, c); }
-SVE_WHILE_LE(8)
-SVE_WHILE_LE(16)
-SVE_WHILE_LE(32)
-SVE_WHILE_LE(64)
-#undef SVE_WHILE_LE
 
 void VecU32CTermEQ(unsigned int a, unsigned int b, CpuContext* c) { cterm<true>(a, b, c); }
 void VecU32CTermNE(unsigned int a, unsigned int b, CpuContext* c) { cterm<false>(a, b, c); }
@@ -113,7 +94,6 @@ struct while_shape {
   }
 };
 
-using lib_while = library<to_p<3, 0>, x_in<9, 5>, x_in<20, 16>>;
 using lib_cterm = library<to_nothing, x_in<9, 5>, x_in<20, 16>>;
 
 }  // namespace sve
@@ -133,8 +113,8 @@ using namespace sve;
   SVE_U4(X, 31_21__15_10__4_4, While8LTSS, SVE_WHILE("1", "1", "0", direct, (while_shape<sve_whilelo_prr>), "whilelo", "x")) \
   SVE_U4(X, 31_21__15_10__4_4, While4LESS, SVE_WHILE("0", "1", "1", direct, (while_shape<sve_whilels_prr>), "whilels", "w")) \
   SVE_U4(X, 31_21__15_10__4_4, While8LESS, SVE_WHILE("1", "1", "1", direct, (while_shape<sve_whilels_prr>), "whilels", "x")) \
-  SVE_S4(X, 31_21__15_10__4_4, While4LESS, SVE_WHILE("0", "0", "1", library, (lib_while), "whilele", "w"))  \
-  SVE_S4(X, 31_21__15_10__4_4, While8LESS, SVE_WHILE("1", "0", "1", library, (lib_while), "whilele", "x"))  \
+  SVE_S4(X, 31_21__15_10__4_4, While4LESS, SVE_WHILE("0", "0", "1", direct, (while_shape<sve_whilele_prr>), "whilele", "w"))\
+  SVE_S4(X, 31_21__15_10__4_4, While8LESS, SVE_WHILE("1", "0", "1", direct, (while_shape<sve_whilele_prr>), "whilele", "x"))\
   X(31_21__15_10__4_0, CTermEQ, U32, SVE_CTERM("0", "0", "ctermeq", "w"))                                  \
   X(31_21__15_10__4_0, CTermNE, U32, SVE_CTERM("0", "1", "ctermne", "w"))                                  \
   X(31_21__15_10__4_0, CTermEQ, U64, SVE_CTERM("1", "0", "ctermeq", "x"))                                  \

@@ -5,7 +5,9 @@
 // and then written, so Pd may be a source.
 #include "../decode/families.h"
 #include "../move/permutes.h"
+#include "bytewise.h"
 #include "predicate_shapes.h"
+#include "prefix.h"
 
 namespace sve {
 
@@ -43,10 +45,10 @@ aarch64_decode_rc sve_rev_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn) {
 }
 
 namespace {
-// The bits of one half of Pn become halfword elements.
+// The bits of one half of Pn become halfword elements, each written whole.
 aarch64_decode_rc unpack(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pn, unsigned from) {
-  pred_bytes r{};
-  for (unsigned i = 0; i < sve_vl_bytes / 2; ++i) r.b[2 * i] = s->p[pn.reg][from + i] & 1;
+  pred_bytes r;
+  for (unsigned i = 0; i < sve_vl_bytes / 2; ++i) store<uint16_t>(r.b + 2 * i, s->p[pn.reg][from + i] & 1);
   std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
   return aarch64_decode_ok;
 }
@@ -58,9 +60,7 @@ aarch64_decode_rc sve_punpkhi_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg p
 }
 
 aarch64_decode_rc sve_rdffr_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg) {
-  pred_bytes r;
-  for (unsigned i = 0; i < sve_vl_bytes; ++i) r.b[i] = s->ffr[i] & s->p[pg.reg][i];
-  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+  bytewise(s->p[pd.reg], [](pred_piece f, pred_piece g) { return f & g; }, s->ffr, s->p[pg.reg]);
   return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_rdffr_p(cpu_state* s, aarch64_p_reg pd) {
@@ -72,7 +72,7 @@ aarch64_decode_rc sve_wrffr_p(cpu_state* s, aarch64_p_reg pn) {
   return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_setffr(cpu_state* s) {
-  std::memset(s->ffr, 1, sve_vl_bytes);
+  write_prefix<uint8_t>(s->ffr, sve_vl_bytes);
   return aarch64_decode_ok;
 }
 

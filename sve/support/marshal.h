@@ -28,11 +28,13 @@ inline CpuContext load_context(const cpu_state* s) {
   return c;
 }
 
-inline void store_context(cpu_state* s, const CpuContext& c) {
+// `ffr` is the context's ffr as loaded: only the first-fault loads change
+// it, and the thread's ffr is written back only when it changed.
+inline void store_context(cpu_state* s, const CpuContext& c, const PredV& ffr) {
   s->nzcv = c.nzcv;
   s->fpsr = c.fpsr;
   s->fpcr = c.fpcr;
-  unpack(c.ffr, s->ffr);
+  if (std::memcmp(c.ffr.w, ffr.w, sizeof ffr.w) != 0) unpack(c.ffr, s->ffr);
 }
 
 // Sources.
@@ -135,11 +137,12 @@ struct library {
   template <class T, auto Routine>
   static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
     CpuContext ctx = load_context(s);
+    const PredV ffr = ctx.ffr;
     if constexpr (std::is_same_v<Dst, to_nothing>)
       Routine(Src::template read<T>(s, w)..., &ctx);
     else
       Dst::write(s, w, Routine(Src::template read<T>(s, w)..., &ctx));
-    store_context(s, ctx);
+    store_context(s, ctx, ffr);
     return aarch64_decode_ok;
   }
 };

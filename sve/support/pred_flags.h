@@ -5,28 +5,27 @@
 // last active element, V is 0.
 #pragma once
 
-#include "../integer/kernel_loop.h"
+#include "pred_words.h"
 #include "records.h"
 
 namespace sve {
 
 // Elements of sizeof(T) bytes over a vector; an element's bit is bit 0 of its
-// first byte, read as a whole element and tested with 1. Only bits 31..28 of
-// nzcv change.
+// first byte. Only bits 31..28 of nzcv change.
 template <class T>
 void sve_ptest(cpu_state* s, const uint8_t* mask, const uint8_t* result) {
-  constexpr unsigned e = sizeof(T);
-  int first = -1, last = -1;
-  bool any = false;
-  for (unsigned i = 0; i < sve_vl_bytes; i += e) {
-    if (!(load<T>(mask + i) & 1)) continue;
-    if (first < 0) first = int(i);
-    last = int(i);
-    any = any || (load<T>(result + i) & 1);
+  constexpr uint64_t lead = lead_bits<T>;
+  int first = first_set_byte([&](unsigned k) { return pred_word(mask, k) & lead; });
+  uint64_t n = 0, z = 1, c = 1;
+  if (first >= 0) {
+    int last = last_set_byte([&](unsigned k) { return pred_word(mask, k) & lead; });
+    uint64_t any = 0;
+    for (unsigned k = 0; k < pred_words; ++k) any |= pred_word(mask, k) & pred_word(result, k);
+    n = result[first] & 1;
+    z = (any & lead) == 0;
+    c = !(result[last] & 1);
   }
-  uint64_t n = first >= 0 && (load<T>(result + first) & 1);
-  uint64_t c = last < 0 || !(load<T>(result + last) & 1);
-  s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | n << 31 | uint64_t(!any) << 30 | c << 29;
+  s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | n << 31 | z << 30 | c << 29;
 }
 
 void PredSetNZCV(const PredV& mask, const PredV& result, unsigned esize, CpuContext* c);

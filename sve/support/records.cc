@@ -2,14 +2,63 @@
 
 namespace sve {
 
+namespace {
+
+#if !defined(__SSE2__)
+// Bit 0 of each of eight bytes, byte i to bit i: the multiplier moves byte
+// i's bit to bit 56 + i, and no two partial products meet in the top byte.
+unsigned gather_bits(uint64_t bytes) {
+  return unsigned((bytes & 0x0101010101010101) * 0x0102040810204080 >> 56);
+}
+#endif
+
+// Bit i of eight bits to byte i as 0 or 1: each byte keeps its own bit of a
+// copy of all eight, and adding 0x7f carries any nonzero byte into its top
+// bit without reaching the next byte.
+uint64_t spread_bits(uint64_t bits) {
+  uint64_t one_each = (bits & 0xff) * 0x0101010101010101 & 0x8040201008040201;
+  return (one_each + 0x7f7f7f7f7f7f7f7f) >> 7 & 0x0101010101010101;
+}
+
+}  // namespace
+
+// Each packed word is built in a register. On x86, pmovmskb takes the top
+// bits of sixteen bytes at once, where a shift by 7 has put their bit 0;
+// elsewhere eight bytes at a time go through gather_bits.
 PredV pack(const uint8_t* bytes) {
   PredV p{};
-  for (unsigned b = 0; b < sve_vl_bytes; ++b) p.w[b / 64] |= uint64_t(bytes[b] & 1) << (b % 64);
+#if defined(__SSE2__)
+  using bytes16 = uint8_t __attribute__((vector_size(16)));
+  using chars16 = char __attribute__((vector_size(16)));
+  for (unsigned k = 0; k < 4; ++k) {
+    uint64_t w = 0;
+    for (unsigned j = 0; j < 4 && 64 * k + 16 * j < sve_vl_bytes; ++j) {
+      bytes16 v;
+      std::memcpy(&v, bytes + 64 * k + 16 * j, 16);
+      w |= uint64_t(unsigned(__builtin_ia32_pmovmskb128(chars16(v << 7)))) << 16 * j;
+    }
+    p.w[k] = w;
+  }
+#else
+  for (unsigned k = 0; k < 4; ++k) {
+    uint64_t w = 0;
+    for (unsigned j = 0; j < 8 && 64 * k + 8 * j < sve_vl_bytes; ++j) {
+      uint64_t v;
+      std::memcpy(&v, bytes + 64 * k + 8 * j, 8);
+      w |= uint64_t(gather_bits(v)) << 8 * j;
+    }
+    p.w[k] = w;
+  }
+#endif
   return p;
 }
 
 void unpack(const PredV& p, uint8_t* bytes) {
-  for (unsigned b = 0; b < sve_vl_bytes; ++b) bytes[b] = p.w[b / 64] >> (b % 64) & 1;
+  for (unsigned k = 0; k < 4; ++k)
+    for (unsigned j = 0; j < 8 && 64 * k + 8 * j < sve_vl_bytes; ++j) {
+      uint64_t v = spread_bits(p.w[k] >> 8 * j);
+      std::memcpy(bytes + 64 * k + 8 * j, &v, 8);
+    }
 }
 
 uint64_t VecTrueILength(uint64_t pattern, int n) {

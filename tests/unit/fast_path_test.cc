@@ -1,8 +1,9 @@
-// The whole-vector fast path of floating point against the exact library:
-// vectors of ordinary numbers with one lane at a limit that the fast path
-// must either compute exactly as the library does or hand over to it, and an
-// inexact lane that is inactive. Each instruction runs twice on the same
-// state, the second time with the fast path off; results and FPSR must agree.
+// The fast paths of floating point against the exact library: vectors of
+// ordinary numbers with one lane at a limit that the fast path must either
+// compute exactly as the library does or hand over to it, and an inexact
+// lane that is inactive. Each instruction runs twice on the same state, the
+// second time with the fast path off; the destination vector and predicate
+// and FPSR must agree.
 #include <gtest/gtest.h>
 
 #include "machine.h"
@@ -13,12 +14,12 @@ using test::set_elem;
 
 namespace {
 
-constexpr uint32_t FZ = 1u << 24;
-const uint32_t zd0 = 0, pg1 = 1 << 10, zn2 = 2 << 5, zm3_lo = 3 << 5, zm3_hi = 3 << 16;
+constexpr uint32_t FZ = 1u << 24, FZ16 = 1u << 19, UP = 1u << 22, DOWN = 2u << 22, TO_ZERO = 3u << 22;
+const uint32_t zd0 = 0, pg1 = 1 << 10, zn2 = 2 << 5, zm3_lo = 3 << 5, zm3_hi = 3 << 16, rot90 = 1 << 13;
 
 // One lane (3) of z0, z2 and z3 at the case's values; the others hold 1.5,
 // 0.75 and 1.25, whose sums, products and quotients are ordinary. Lane 5 is
-// inactive unless `all_active`.
+// inactive unless `all_active`, and holds 1.0 + ulp in every vector.
 struct lane_case {
   const char* what;
   const char* name;
@@ -47,7 +48,7 @@ void agrees_with_exact(const lane_case& c) {
   std::memset(s->p[1], 1, sve_vl_bytes);
   if (!c.all_active) {
     s->p[1][5 * sizeof(T)] = 0;
-    set_elem<T>(s->z[0], 5, T(f::one | 1));  // 1.0 + ulp: inexact in any sum or product with 1.5
+    for (unsigned z : {0, 2, 3}) set_elem<T>(s->z[z], 5, T(f::one | 1));  // inexact in any sum with 1.5
   }
   auto exact = std::make_unique<cpu_state>(*s);
   ASSERT_EQ(test::run(s.get(), test::word(c.name) | c.operands), aarch64_decode_ok);
@@ -57,9 +58,11 @@ void agrees_with_exact(const lane_case& c) {
   ASSERT_EQ(rc, aarch64_decode_ok);
   EXPECT_EQ(s->fpsr, exact->fpsr);
   EXPECT_EQ(0, std::memcmp(s->z[0], exact->z[0], sve_vl_bytes)) << "results differ";
+  EXPECT_EQ(0, std::memcmp(s->p[0], exact->p[0], sve_vl_bytes)) << "predicates differ";
 }
 
 const uint32_t vvm = zd0 | pg1 | zm3_lo, vm = zd0 | pg1 | zn2, vvvm = zd0 | pg1 | zn2 | zm3_hi;
+const uint32_t vvx = zd0 | zn2 | zm3_hi, vx = zd0 | zn2;
 
 TEST(FastPath, SinglePrecisionLimitsAgreeWithTheExactLibrary) {
   const lane_case cases[] = {
@@ -101,6 +104,117 @@ TEST(FastPath, DoublePrecisionLimitsAgreeWithTheExactLibrary) {
        0x7ff0000000000000, 0, true},
   };
   for (const lane_case& c : cases) agrees_with_exact<uint64_t>(c);
+}
+
+TEST(FastPath, ConversionLimitsAgreeWithTheExactLibrary) {
+  const lane_case single[] = {
+      {"2^31 does not fit", "VecS32_4FromFVM", vm, 0, 0, 0x4f000000, 0, true},
+      {"-2^31 fits", "VecS32_4FromFVM", vm, 0, 0, 0xcf000000, 0, true},
+      {"a NaN", "VecU32_4FromFVM", vm, 0, 0, 0x7fc00000, 0, true},
+      {"a denormal under FZ", "VecS32_4FromFVM", vm, FZ, 0, 0x00000003, 0, true},
+      {"minus one unsigned", "VecU32_4FromFVM", vm, 0, 0, 0xbf800000, 0, true},
+      {"an integer too wide to be exact", "VecF32FromS4VM", vm, UP, 0, 0x7fffffff, 0, true},
+      {"the largest unsigned, rounded down", "VecF32FromU4VM", vm, DOWN, 0, 0xffffffff, 0, true},
+      {"zero rounded down", "VecF32FromU4VM", vm, DOWN, 0, 0, 0, true},
+      {"minus a half down", "VecF32FRIntMVM", vm, 0, 0, 0xbf000000, 0, true},
+      {"a half to even", "VecF32FRIntNVM", vm, 0, 0, 0x3f000000, 0, true},
+      {"a denormal upwards", "VecF32FRIntPVM", vm, 0, 0, 0x00000001, 0, true},
+      {"a denormal under FZ", "VecF32FRIntPVM", vm, FZ, 0, 0x00000001, 0, true},
+      {"a signalling NaN", "VecF32FRIntZVM", vm, 0, 0, 0x7f800001, 0, true},
+      {"an inexact rounding towards zero", "VecF32FRIntXVM", vm, TO_ZERO, 0, 0x40200000, 0, true},
+      {"inexact only in an inactive lane", "VecF32FRIntXVM", vm, 0, 0, 0x40000000, 0, false},
+  };
+  for (const lane_case& c : single) agrees_with_exact<uint32_t>(c);
+  const lane_case dbl[] = {
+      {"2^64 does not fit", "VecU64_8FromDVM", vm, 0, 0, 0x43f0000000000000, 0, true},
+      {"just below 2^64 fits", "VecU64_8FromDVM", vm, 0, 0, 0x43efffffffffffff, 0, true},
+      {"minus a half unsigned", "VecU64_8FromDVM", vm, 0, 0, 0xbfe0000000000000, 0, true},
+      {"2^31 into a word", "VecS64_4FromDVM", vm, 0, 0, 0x41e0000000000000, 0, true},
+      {"a single just below -2^63", "VecS64_8FromFVM", vm, 0, 0, 0xdf000001, 0, true},
+      {"the largest unsigned, rounded up", "VecD64FromU8VM", vm, UP, 0, 0xffffffffffffffff, 0, true},
+      {"an unsigned doubleword to single, up", "VecF64FromU8VM", vm, UP, 0, 0x8000000000000001, 0, true},
+      {"a signed doubleword to single", "VecF64FromS8VM", vm, 0, 0, 0x7fffffffffffffff, 0, true},
+      {"a denormal single widened", "VecD64ExtndFVM", vm, 0, 0, 0x00000001, 0, true},
+      {"a signalling NaN widened", "VecD64ExtndFVM", vm, 0, 0, 0x7f800001, 0, true},
+      {"an infinity widened", "VecD64ExtndFVM", vm, 0, 0, 0xff800000, 0, true},
+      {"minus a half rounded by FPCR, up", "VecD64FRIntIVM", vm, UP, 0, 0xbfe0000000000000, 0, true},
+  };
+  for (const lane_case& c : dbl) agrees_with_exact<uint64_t>(c);
+}
+
+TEST(FastPath, CompareLimitsAgreeWithTheExactLibrary) {
+  const lane_case cases[] = {
+      {"minus zero against zero", "VecF32CmpGEVVZ", vvvm, 0, 0, 0x80000000, 0x00000000, true},
+      {"a quiet NaN, ordered", "VecF32CmpGTVVZ", vvvm, 0, 0, 0x7fc00000, 0x3f800000, true},
+      {"a quiet NaN, equality", "VecF32CmpEQVVZ", vvvm, 0, 0, 0x7fc00000, 0x3f800000, true},
+      {"a signalling NaN, inequality", "VecF32CmpNEVVZ", vvvm, 0, 0, 0x3f800000, 0x7f800001, true},
+      {"a denormal against zero under FZ", "VecF32CmpGTV0Z", vm, FZ, 0, 0x00000001, 0, true},
+      {"a negative number against zero", "VecF32CmpLTV0Z", vm, 0, 0, 0xbf800000, 0, true},
+  };
+  for (const lane_case& c : cases) agrees_with_exact<uint32_t>(c);
+  const lane_case dbl[] = {
+      {"infinities", "VecD64CmpGEVVZ", vvvm, 0, 0, 0xfff0000000000000, 0xfff0000000000000, true},
+      {"an unordered pair", "VecD64CmpUNVVZ", vvvm, 0, 0, 0x3ff0000000000000, 0x7ff0000000000001, true},
+  };
+  for (const lane_case& c : dbl) agrees_with_exact<uint64_t>(c);
+}
+
+TEST(FastPath, SumLimitsAgreeWithTheExactLibrary) {
+  const lane_case cases[] = {
+      {"an infinity in order", "VecF32AddReduceAV", vm, 0, 0, 0x7f800000, 0, true},
+      {"a quiet NaN in order", "VecF32AddReduceAV", vm, 0, 0, 0x7fc00001, 0, true},
+      {"the largest number in order", "VecF32AddReduceAV", vm, 0, 0, 0x7f7fffff, 0, true},
+      {"a denormal in order under FZ", "VecF32AddReduceAV", vm, FZ, 0, 0x00000001, 0, true},
+      {"inexact only in an inactive lane, in order", "VecF32AddReduceAV", vm, 0, 0, 0x3f800000, 0, false},
+      {"a signalling NaN in the tree", "VecF32AddReduceFV", vm, 0, 0, 0x7f800001, 0, true},
+      {"the largest number in the tree", "VecF32AddReduceFV", vm, 0, 0, 0x7f7fffff, 0, true},
+      {"inexact only in an inactive lane, in the tree", "VecF32AddReduceFV", vm, 0, 0, 0x3f800000, 0, false},
+  };
+  for (const lane_case& c : cases) agrees_with_exact<uint32_t>(c);
+  const lane_case dbl[] = {
+      {"a denormal in order without FZ", "VecD64AddReduceAV", vm, 0, 0, 0x0000000000000001, 0, true},
+      {"a denormal in the tree under FZ", "VecD64AddReduceFV", vm, FZ, 0, 0x0000000000000001, 0, true},
+  };
+  for (const lane_case& c : dbl) agrees_with_exact<uint64_t>(c);
+}
+
+TEST(FastPath, HalfPrecisionLimitsAgreeWithTheExactLibrary) {
+  const lane_case cases[] = {
+      {"overflow", "VecF16AddVVM", vvm, 0, 0x7bff, 0, 0x7bff, true},
+      {"a sum in the lowest normal binade", "VecF16SubVVM", vvm, 0, 0x0801, 0, 0x0400, true},
+      {"a denormal product", "VecF16MulVVM", vvm, 0, 0x0400, 0, 0x3800, true},
+      {"a denormal operand under FZ16", "VecF16MulVVM", vvm, FZ16, 0x0001, 0, 0x3c00, true},
+      {"a denormal operand without FZ16", "VecF16AddVVM", vvm, 0, 0x0001, 0, 0x3c00, true},
+      {"a tie to even", "VecF16AddVVM", vvm, 0, 0x6800, 0, 0x3c00, true},
+      {"a sum rounded twice", "VecF16AddVVM", vvm, 0, 0x7800, 0, 0x0001, true},
+      {"a quiet NaN", "VecF16SubRVVM", vvm, 0, 0x7e00, 0, 0x3c00, true},
+      {"an infinity", "VecF16AddVVM", vvm, 0, 0xfc00, 0, 0x3c00, true},
+      {"inexact only in an inactive lane", "VecF16AddVVM", vvm, 0, 0x3c00, 0, 0x3c00, false},
+      {"rounding upwards", "VecF16MulVVM", vvm, UP, 0x3c01, 0, 0x3c01, true},
+  };
+  for (const lane_case& c : cases) agrees_with_exact<uint16_t>(c);
+}
+
+TEST(FastPath, EstimateAndComplexLimitsAgreeWithTheExactLibrary) {
+  const lane_case cases[] = {
+      {"the smallest normal", "VecF32RecpEV", vx, 0, 0, 0x00800000, 0, true},
+      {"a reciprocal among the denormals", "VecF32RecpEV", vx, 0, 0, 0x7e800000, 0, true},
+      {"a reciprocal that FZ flushes", "VecF32RecpEV", vx, FZ, 0, 0x7e800000, 0, true},
+      {"a denormal whose reciprocal overflows", "VecF32RecpEV", vx, 0, 0, 0x00000001, 0, true},
+      {"the step of zero and infinity", "VecF32RecpSVV", vvx, 0, 0, 0x00000000, 0xff800000, true},
+      {"a step that overflows", "VecF32RecpSVV", vvx, 0, 0, 0x7f000000, 0x7f000000, true},
+      {"every bit of FEXPA", "VecF32EXPAV", vx, 0, 0, 0xffffffff, 0, true},
+      {"a complex product with a NaN", "VecF32FCMLAVVVM", vvvm | rot90, 0, 0x3f800000, 0x7fc00000, 0x3f800000, true},
+      {"a complex product that overflows", "VecF32FCMLAVVVM", vvvm, 0, 0x3f800000, 0x7f000000, 0x7f000000, true},
+  };
+  for (const lane_case& c : cases) agrees_with_exact<uint32_t>(c);
+  const lane_case dbl[] = {
+      {"the largest exponent that mirrors", "VecD64RecpEV", vx, 0, 0, 0x7fcfffffffffffff, 0, true},
+      {"every bit of FEXPA", "VecD64EXPAV", vx, 0, 0, 0xffffffffffffffff, 0, true},
+      {"a complex product cancelling its addend", "VecD64FCMLAVVVM", vvvm, 0, 0xbff0000000000000,
+       0x3ff0000000000000, 0x3ff0000000000000, true},
+  };
+  for (const lane_case& c : dbl) agrees_with_exact<uint64_t>(c);
 }
 
 }  // namespace

@@ -113,6 +113,30 @@ TEST(PredicateFlags, RoutesDifferOnlyWhereNorMeetsStrayBits) {
   }
 }
 
+TEST(PredicateFlags, BreaksAndPnextAtWordEdges) {
+  // The kernels scan eight predicate bytes at a time: a true byte at either
+  // end of a word, or at the end of the vector, is found where it stands.
+  for (unsigned pos : {0u, 7u, 8u, 63u, 64u, vl - 9, vl - 8, vl - 1}) {
+    if (pos >= vl) continue;  // 64 at 512 bits
+    auto s = test::random_state(pos);
+    std::memset(s->p[1], 1, vl);
+    set_pred(*s, 2, 1, 0);
+    s->p[2][pos] = 1;
+    run_ok(s.get(), pred4("VecPBreakAPZ", 3, 1, 2, 0));
+    EXPECT_EQ(active(*s, 3, 1), pos + 1) << pos;
+    run_ok(s.get(), pred4("VecPBreakBPZ", 3, 1, 2, 0));
+    EXPECT_EQ(active(*s, 3, 1), pos) << pos;
+    // PNEXT from the element at pos: the next byte, or none at the end.
+    run_ok(s.get(), test::word("VecP8GenNextP") | 2 | 1 << 5);
+    bool last = pos == vl - 1;
+    EXPECT_EQ(active(*s, 2, 1), last ? 0u : 1u) << pos;
+    if (!last) {
+      EXPECT_EQ(s->p[2][pos + 1], 1) << pos;
+    }
+    EXPECT_EQ(flags(*s), last ? Z | C : C) << pos;  // the first element of Pg stays false
+  }
+}
+
 TEST(Compares, DirectAndLibraryImmediatesAgree) {
   // x >= k through the library equals x > k - 1 through a kernel, and
   // unsigned x <= k equals x < k + 1, with the same flags.

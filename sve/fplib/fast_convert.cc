@@ -1,0 +1,202 @@
+#include "fast_convert.h"
+
+#include "fast.h"
+#include "fast_lanes.h"
+
+namespace sve::fast {
+
+#if defined(__x86_64__)
+
+namespace {
+
+// A number that converts as the host converts it: zero, normal or infinite.
+template <class T>
+[[gnu::always_inline]] inline bool number(T x) {
+  const T m = magnitude(x);
+  return (m <= fp_format<T>::infinity) & ((m == 0) | (m >= T(T(1) << fp_format<T>::F)));
+}
+
+// SCVTF, UCVTF: every active lane, under the rounding control of the FPCR.
+// Inactive lanes convert zero, which is exact.
+template <class From, class To, bool Signed>
+[[gnu::always_inline]] inline lane_set to_float(const uint8_t* x, const container<From, To>* active, FPSCR fpcr,
+                                                uint32_t& fpsr, container<From, To>* r) {
+  using C = container<From, To>;
+  using F = host_float<To>;
+  constexpr unsigned n = lanes<C>;
+  host_status host(mxcsr_clean | mxcsr_rounding(fpcr));
+  for (unsigned i = 0; i < n; ++i) {
+    const From v = From(lane<C>(x, i) & active[i]);
+    F f;
+    if constexpr (sizeof(From) == 4 && Signed)
+      f = F(int32_t(v));
+    else if constexpr (sizeof(From) == 4)  // exactly in double (zero as +0 in every mode), then rounded once
+      f = F(double(int32_t(v & 0x7fffffff)) + double(int32_t(v >> 31)) * 2147483648.0);
+    else if constexpr (Signed)
+      f = F(int64_t(v));
+    else
+      f = F(v);
+    r[i] = pick(active[i], C(std::bit_cast<To>(f)), r[i]);
+  }
+  if (host.stop() & mx_inexact) fp_set_status(fpsr, FP_IXC);
+  return 0;
+}
+
+// FCVTZS, FCVTZU: the integral part, when it fits the integer. A number
+// whose integral part the host can hold converts exactly and raises
+// nothing on the host.
+template <class From, class To, bool Signed>
+[[gnu::always_inline]] inline lane_set to_integer(const uint8_t* x, const container<From, To>* active, uint32_t& fpsr,
+                                                  container<From, To>* r) {
+  using C = container<From, To>;
+  using F = host_float<From>;
+  using I = std::conditional_t<Signed, std::make_signed_t<To>, To>;
+  constexpr unsigned n = lanes<C>;
+  constexpr int bits = int(sizeof(To) * 8);
+  constexpr F low = Signed ? -F(uint64_t(1) << (bits - 1)) : F(0);
+  constexpr F high = Signed ? F(uint64_t(1) << (bits - 1)) : F(uint64_t(1) << (bits - 1)) * 2;  // beyond the range
+  C inexact = 0, any_left = 0;
+  alignas(32) C done[n];
+  alignas(32) F d[n], t[n];
+  for (unsigned i = 0; i < n; ++i) {
+    const From v = From(lane<C>(x, i));
+    done[i] = C(active[i] & mask<C>(number(v)));
+    t[i] = d[i] = std::bit_cast<F>(From(v & From(done[i])));
+  }
+  round_integral<FPRounding_ZERO>(t, n);
+  for (unsigned i = 0; i < n; ++i) {
+    done[i] &= mask<C>((t[i] >= low) & (t[i] < high));
+    const F held = std::bit_cast<F>(From(std::bit_cast<From>(t[i]) & From(done[i])));
+    r[i] = pick(done[i], C(I(held)), r[i]);
+    inexact |= C(done[i] & mask<C>(t[i] != d[i]));
+    any_left |= C(active[i] & ~done[i]);
+  }
+  if (inexact) fp_set_status(fpsr, FP_IXC);
+  return any_left ? left_lanes(active, done) : 0;
+}
+
+// FCVT from single to double precision: every number but a denormal
+// widens exactly.
+[[gnu::always_inline]] inline lane_set widen(const uint8_t* x, const uint64_t* active, uint64_t* r) {
+  constexpr unsigned n = lanes<uint64_t>;
+  uint64_t any_left = 0;
+  alignas(32) uint64_t done[n];
+  for (unsigned i = 0; i < n; ++i) {
+    const uint32_t v = uint32_t(lane<uint64_t>(x, i));
+    done[i] = active[i] & mask<uint64_t>(number(v));
+    const double d = double(std::bit_cast<float>(uint32_t(v & done[i])));
+    r[i] = pick(done[i], std::bit_cast<uint64_t>(d), r[i]);
+    any_left |= active[i] & ~done[i];
+  }
+  return any_left ? left_lanes(active, done) : 0;
+}
+
+// FRINT*: every number but a denormal under FZ, which the architecture
+// flushes.
+template <class T, FPRounding Mode, bool Exact>
+[[gnu::always_inline]] inline lane_set round_int(const uint8_t* x, const T* active, FPSCR fpcr, uint32_t& fpsr, T* r) {
+  using F = host_float<T>;
+  constexpr unsigned n = lanes<T>;
+  const T fz = mask<T>(fpcr >> 24 & 1);
+  T inexact = 0, any_left = 0;
+  alignas(32) T done[n];
+  alignas(32) F d[n], t[n];
+  for (unsigned i = 0; i < n; ++i) {
+    const T v = lane<T>(x, i);
+    done[i] = T(active[i] & ~unusual(v, fz));
+    t[i] = d[i] = std::bit_cast<F>(T(v & done[i]));
+    any_left |= T(active[i] & ~done[i]);
+  }
+  round_integral<Mode>(t, n);
+  for (unsigned i = 0; i < n; ++i) {
+    r[i] = pick(done[i], std::bit_cast<T>(t[i]), r[i]);
+    if constexpr (Exact) inexact |= T(done[i] & mask<T>(t[i] != d[i]));
+  }
+  if (inexact) fp_set_status(fpsr, FP_IXC);
+  return any_left ? left_lanes(active, done) : 0;
+}
+
+template <class T, bool Exact>
+[[gnu::always_inline]] inline lane_set round_int(FPRounding mode, const uint8_t* x, const T* active, FPSCR fpcr,
+                                                 uint32_t& fpsr, T* r) {
+  switch (mode) {
+    case FPRounding_TIEEVEN:
+      return round_int<T, FPRounding_TIEEVEN, Exact>(x, active, fpcr, fpsr, r);
+    case FPRounding_POSINF:
+      return round_int<T, FPRounding_POSINF, Exact>(x, active, fpcr, fpsr, r);
+    case FPRounding_NEGINF:
+      return round_int<T, FPRounding_NEGINF, Exact>(x, active, fpcr, fpsr, r);
+    case FPRounding_ZERO:
+      return round_int<T, FPRounding_ZERO, Exact>(x, active, fpcr, fpsr, r);
+    default:
+      return every_lane;
+  }
+}
+
+template <class From, class To>
+[[gnu::always_inline]] inline lane_set run(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
+                                           const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr,
+                                           container<From, To>* r) {
+  switch (op) {
+    case conversion::to_float:
+      return is_signed ? to_float<From, To, true>(x, active, fpcr, fpsr, r)
+                       : to_float<From, To, false>(x, active, fpcr, fpsr, r);
+    case conversion::to_integer:
+      return is_signed ? to_integer<From, To, true>(x, active, fpsr, r)
+                       : to_integer<From, To, false>(x, active, fpsr, r);
+    case conversion::widen:
+      if constexpr (sizeof(From) == 4 && sizeof(To) == 8) return widen(x, active, r);
+      break;
+    case conversion::round_int:
+    case conversion::round_exact:
+      if constexpr (sizeof(From) == sizeof(To))
+        return op == conversion::round_exact ? round_int<From, true>(rounding, x, active, fpcr, fpsr, r)
+                                             : round_int<From, false>(rounding, x, active, fpcr, fpsr, r);
+      break;
+  }
+  return every_lane;
+}
+
+// The baseline build and the AVX2 build.
+template <class From, class To>
+lane_set run_baseline(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
+                      const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr, container<From, To>* r) {
+  return run<From, To>(op, is_signed, rounding, x, active, fpcr, fpsr, r);
+}
+template <class From, class To>
+[[gnu::target("avx2")]] lane_set run_avx2(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
+                                          const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr,
+                                          container<From, To>* r) {
+  return run<From, To>(op, is_signed, rounding, x, active, fpcr, fpsr, r);
+}
+
+}  // namespace
+
+template <class From, class To>
+lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
+                 const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr, container<From, To>* r) {
+  if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
+  return (host_avx2() ? run_avx2<From, To> : run_baseline<From, To>)(op, is_signed, rounding, x, active, fpcr, fpsr, r);
+}
+
+#else
+
+// Other hosts convert with their own instructions or the library.
+template <class From, class To>
+lane_set convert(conversion, bool, FPRounding, const uint8_t*, const container<From, To>*, FPSCR, uint32_t&,
+                 container<From, To>*) {
+  return every_lane;
+}
+
+#endif
+
+template lane_set convert<uint32_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint32_t*, FPSCR,
+                                              uint32_t&, uint32_t*);
+template lane_set convert<uint32_t, uint64_t>(conversion, bool, FPRounding, const uint8_t*, const uint64_t*, FPSCR,
+                                              uint32_t&, uint64_t*);
+template lane_set convert<uint64_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint64_t*, FPSCR,
+                                              uint32_t&, uint64_t*);
+template lane_set convert<uint64_t, uint64_t>(conversion, bool, FPRounding, const uint8_t*, const uint64_t*, FPSCR,
+                                              uint32_t&, uint64_t*);
+
+}  // namespace sve::fast

@@ -1,0 +1,97 @@
+#include "fast_half.h"
+
+#include "fast.h"
+#include "fast_lanes.h"
+
+namespace sve::fast {
+
+#if defined(__x86_64__)
+
+namespace {
+
+// A half, exactly in single precision: a denormal is its fraction times
+// 2^-24.
+[[gnu::always_inline]] inline float widen(uint16_t h) {
+  const uint32_t sign = uint32_t(h >> 15) << 31, e = h >> 10 & 31, f = h & 0x3ff;
+  const uint32_t normal = sign | (e + 112) << 23 | f << 13;
+  const uint32_t small = sign | std::bit_cast<uint32_t>(float(int32_t(f)) * 0x1p-24f);
+  return std::bit_cast<float>(pick(mask<uint32_t>(e != 0), normal, small));
+}
+
+template <vop Op>
+[[gnu::always_inline]] inline lane_set run(const uint8_t* x, const uint8_t* y, const uint16_t* active, uint16_t fz16,
+                                           uint32_t& fpsr, uint16_t* r) {
+  constexpr unsigned n = lanes<uint16_t>;
+  constexpr uint32_t rebias = (127 - 15) << 10;
+  uint16_t inexact = 0, any_left = 0;
+  alignas(32) uint16_t done[n];
+  for (unsigned i = 0; i < n; ++i) {
+    const uint16_t a = lane<uint16_t>(x, i), b = lane<uint16_t>(y, i);
+    const uint16_t take = uint16_t(active[i] & ~(unusual(a, fz16) | unusual(b, fz16) | is_inf(a) | is_inf(b)));
+    const float fa = widen(uint16_t(a & take)), fb = widen(uint16_t(b & take));
+    const float s = Op == vop::add ? fa + fb : Op == vop::sub ? fa - fb : fa * fb;
+    const float err = Op == vop::mul ? 0.0f : sum_error(fa, Op == vop::sub ? -fb : fb, s);
+    const uint32_t m = std::bit_cast<uint32_t>(s) & 0x7fffffff;
+    // The exponent and top ten fraction bits, rounded to nearest even, and
+    // rebiased to half precision: a number above the lowest binade when it
+    // lies in [2 << 10, 31 << 10).
+    const uint32_t h = ((m + 0xfff + (m >> 13 & 1)) >> 13) - rebias;
+    const bool usual = (m == 0) | ((h >= (2u << 10)) & (h < (31u << 10)));
+    done[i] = uint16_t(take & mask<uint16_t>(usual));
+    const uint16_t result = uint16_t((std::bit_cast<uint32_t>(s) >> 16 & 0x8000) | (h & mask<uint32_t>(m != 0)));
+    r[i] = pick(done[i], result, r[i]);
+    inexact |= uint16_t(done[i] & mask<uint16_t>((err != 0) | ((m & 0x1fff) != 0)));
+    any_left |= uint16_t(active[i] & ~done[i]);
+  }
+  if (inexact) fp_set_status(fpsr, FP_IXC);
+  return any_left ? left_lanes(active, done) : 0;
+}
+
+template <vop Op>
+lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint16_t* active, uint16_t fz16, uint32_t& fpsr,
+                      uint16_t* r) {
+  return run<Op>(x, y, active, fz16, fpsr, r);
+}
+template <vop Op>
+[[gnu::target("avx2")]] lane_set run_avx2(const uint8_t* x, const uint8_t* y, const uint16_t* active, uint16_t fz16,
+                                          uint32_t& fpsr, uint16_t* r) {
+  return run<Op>(x, y, active, fz16, fpsr, r);
+}
+
+using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint16_t*, uint16_t, uint32_t&, uint16_t*);
+
+template <vop Op>
+runner pick_build() {
+  return host_avx2() ? &run_avx2<Op> : &run_baseline<Op>;
+}
+
+}  // namespace
+
+lane_set vector_half(vop op, const uint8_t* x, const uint8_t* y, const uint16_t* active, FPSCR fpcr, uint32_t& fpsr,
+                     uint16_t* r) {
+  if (!fp_fast_path.load(std::memory_order_relaxed) || (fpcr >> 22 & 3) != FPRounding_TIEEVEN ||
+      !host_rounds_to_nearest())
+    return every_lane;
+  const uint16_t fz16 = mask<uint16_t>(fpcr >> 19 & 1);
+  switch (op) {
+    case vop::add:
+      return pick_build<vop::add>()(x, y, active, fz16, fpsr, r);
+    case vop::sub:
+      return pick_build<vop::sub>()(x, y, active, fz16, fpsr, r);
+    case vop::mul:
+      return pick_build<vop::mul>()(x, y, active, fz16, fpsr, r);
+    default:
+      return every_lane;
+  }
+}
+
+#else
+
+// Other hosts compute half precision with the library.
+lane_set vector_half(vop, const uint8_t*, const uint8_t*, const uint16_t*, FPSCR, uint32_t&, uint16_t*) {
+  return every_lane;
+}
+
+#endif
+
+}  // namespace sve::fast

@@ -1,0 +1,148 @@
+#include "fast_reduce.h"
+
+#include <bit>
+#include <utility>
+
+#include "fast.h"
+#include "fast_lanes.h"
+#include "fast_vector.h"
+
+namespace sve::fast {
+
+#if defined(__x86_64__)
+
+namespace {
+
+bool usable(FPSCR fpcr) {
+  return fp_fast_path.load(std::memory_order_relaxed) && (fpcr >> 22 & 3) == FPRounding_TIEEVEN &&
+         host_rounds_to_nearest();
+}
+
+// An operand that the sums leave to the exact library: besides the unusual
+// ones, an infinity, whose error term is no number.
+template <class T>
+[[gnu::always_inline]] inline T unusual_addend(T x, T fz) {
+  return T(unusual(x, fz) | is_inf(x));
+}
+
+template <class T>
+[[gnu::always_inline]] inline unsigned add_in_order(T& value, const uint8_t* z, const uint8_t* pg, T fz,
+                                                    uint32_t& fpsr) {
+  using F = host_float<T>;
+  constexpr unsigned n = lanes<T>;
+  // Inactive elements add -0, which changes no sum.
+  alignas(32) T active[n];
+  alignas(32) F x[n], before[n], after[n];
+  for (unsigned i = 0; i < n; ++i) {
+    active[i] = mask<T>(pg[i * sizeof(T)] & 1);
+    x[i] = std::bit_cast<F>(pick(active[i], lane<T>(z, i), fp_format<T>::sign));
+  }
+  // The additions themselves, one after the other: nothing else is on the
+  // chain of their latencies.
+  F sum = std::bit_cast<F>(value);
+  for (unsigned i = 0; i < n; ++i) {
+    before[i] = sum;
+    sum += x[i];
+    after[i] = sum;
+  }
+  alignas(32) T stop[n], inexact[n];
+  T any_stop = 0;
+  for (unsigned i = 0; i < n; ++i) {
+    stop[i] = T(active[i] & (unusual_addend(std::bit_cast<T>(x[i]), fz) |
+                             unusual_result(std::bit_cast<T>(after[i]), T(~T(0)), fz)));
+    inexact[i] = mask<T>(sum_error(before[i], x[i], after[i]) != 0);
+    any_stop |= stop[i];
+  }
+  unsigned end = n;
+  if (any_stop)
+    for (end = 0; !stop[end];) ++end;
+  T any_inexact = 0;
+  for (unsigned i = 0; i < end; ++i) any_inexact |= inexact[i];
+  if (any_inexact) fp_set_status(fpsr, FP_IXC);
+  if (end) value = std::bit_cast<T>(after[end - 1]);
+  return end;
+}
+
+template <class T>
+[[gnu::always_inline]] inline bool add_pairwise(const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr, T& sum) {
+  using F = host_float<T>;
+  constexpr unsigned n = lanes<T>, p = std::bit_ceil(n);
+  alignas(32) F work[2][p];
+  T unusual_any = 0, inexact = 0;
+  for (unsigned i = 0; i < n; ++i) {
+    const T x = T(lane<T>(z, i) & mask<T>(pg[i * sizeof(T)] & 1));
+    unusual_any |= unusual_addend(x, fz);
+    work[0][i] = std::bit_cast<F>(x);
+  }
+  for (unsigned i = n; i < p; ++i) work[0][i] = 0;
+  F *from = work[0], *to = work[1];
+  // Each level a loop of known length: the compiler unrolls the levels.
+#pragma GCC unroll 16
+  for (unsigned m = p / 2; m; m /= 2) {
+    for (unsigned i = 0; i < m; ++i) {
+      const F a = from[2 * i], b = from[2 * i + 1], s = a + b;
+      inexact |= mask<T>(sum_error(a, b, s) != 0);
+      unusual_any |= unusual_result(std::bit_cast<T>(s), T(~T(0)), fz);
+      to[i] = s;
+    }
+    std::swap(from, to);
+  }
+  if (unusual_any) return false;
+  if (inexact) fp_set_status(fpsr, FP_IXC);
+  sum = std::bit_cast<T>(from[0]);
+  return true;
+}
+
+// The baseline build and the AVX2 build.
+template <class T>
+unsigned ordered_baseline(T& value, const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr) {
+  return add_in_order(value, z, pg, fz, fpsr);
+}
+template <class T>
+[[gnu::target("avx2")]] unsigned ordered_avx2(T& value, const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr) {
+  return add_in_order(value, z, pg, fz, fpsr);
+}
+template <class T>
+bool tree_baseline(const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr, T& sum) {
+  return add_pairwise(z, pg, fz, fpsr, sum);
+}
+template <class T>
+[[gnu::target("avx2")]] bool tree_avx2(const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr, T& sum) {
+  return add_pairwise(z, pg, fz, fpsr, sum);
+}
+
+}  // namespace
+
+template <class T>
+unsigned ordered_sum(T& value, const uint8_t* z, const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr) {
+  const T fz = mask<T>(fpcr >> 24 & 1);
+  if (!usable(fpcr) || unusual_addend(value, fz)) return 0;
+  return (host_avx2() ? ordered_avx2<T> : ordered_baseline<T>)(value, z, pg, fz, fpsr);
+}
+
+template <class T>
+bool tree_sum(const uint8_t* z, const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, T& sum) {
+  if (!usable(fpcr)) return false;
+  return (host_avx2() ? tree_avx2<T> : tree_baseline<T>)(z, pg, mask<T>(fpcr >> 24 & 1), fpsr, sum);
+}
+
+#else
+
+// Other hosts add with their own instructions.
+template <class T>
+unsigned ordered_sum(T&, const uint8_t*, const uint8_t*, FPSCR, uint32_t&) {
+  return 0;
+}
+template <class T>
+bool tree_sum(const uint8_t*, const uint8_t*, FPSCR, uint32_t&, T&) {
+  return false;
+}
+
+#endif
+
+template unsigned ordered_sum<uint32_t>(uint32_t&, const uint8_t*, const uint8_t*, FPSCR, uint32_t&);
+template unsigned ordered_sum<uint64_t>(uint64_t&, const uint8_t*, const uint8_t*, FPSCR, uint32_t&);
+template bool tree_sum<uint32_t>(const uint8_t*, const uint8_t*, FPSCR, uint32_t&, uint32_t&);
+template bool tree_sum<uint64_t>(const uint8_t*, const uint8_t*, FPSCR, uint32_t&, uint64_t&);
+
+}  // namespace sve::fast
