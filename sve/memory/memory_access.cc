@@ -21,8 +21,22 @@ std::atomic<int> SVELibInitialized{0};
 // The in-process host: the two test reads of the first and the last byte
 // cover every page that an element of at most 8 bytes touches; the element
 // itself is read after the region has closed.
+// The recovery point keeps no signal mask: saving it is a system call on
+// every read. A fault that comes back unblocks the fault signals instead,
+// which a handler installed without SA_NODEFER leaves blocked.
+void unblock_fault_signals() {
+  sigset_t faults;
+  sigemptyset(&faults);
+  sigaddset(&faults, SIGSEGV);
+  sigaddset(&faults, SIGBUS);
+  pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
+}
+
 SVE_APP_ACCESS bool signal_try_read(const void* addr, void* out, unsigned n) {
-  if (sigsetjmp(sveFaultJB, 1)) return false;
+  if (sigsetjmp(sveFaultJB, 0)) {
+    unblock_fault_signals();
+    return false;
+  }
   SVEFaultRegion = 1;
   auto* p = static_cast<const volatile char*>(addr);
   (void)p[0];
