@@ -11,14 +11,17 @@ namespace sve {
 
 namespace {
 
-// The immediate counts memory elements.
+// The immediate counts memory elements. Memory is read once, and only when
+// an element is active, so an all-false predicate reads nothing.
 template <class M, class T>
 aarch64_decode_rc load_replicate(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg rn,
                                  unsigned imm) {
   uint64_t address = read_x(s, rn) + uint64_t(imm) * sizeof(M);
   const uint8_t* g = s->p[pg.reg];
-  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T))
-    store<T>(s->z[zt.reg] + i, (g[i] & 1) ? T(read_plain<M>(address)) : T(0));
+  unsigned any = 0;
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) any |= g[i] & 1;
+  const T v = any ? T(read_plain<M>(address)) : T(0);
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) store<T>(s->z[zt.reg] + i, (g[i] & 1) ? v : T(0));
   return aarch64_decode_ok;
 }
 
