@@ -121,7 +121,7 @@ aarch64_decode_rc sve_movprfx_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg 
 }
 
 aarch64_decode_rc sve_movprfx_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {
-  std::memmove(s->z[zd.reg], s->z[zn.reg], sve_vl_bytes);
+  if (zd.reg != zn.reg) std::memcpy(s->z[zd.reg], s->z[zn.reg], sve_vl_bytes);
   return aarch64_decode_ok;
 }
 
