@@ -6,7 +6,7 @@
 // changes.
 #include "../decode/direct.h"
 #include "../decode/families.h"
-#include "../predicate/bytewise.h"
+#include "../support/bytewise.h"
 #include "../support/marshal.h"
 #include "count_steps.h"
 
@@ -17,9 +17,9 @@ namespace {
 // Elements of T whose first byte has bit 0 set in both a and b.
 template <class T>
 uint64_t count_both(const uint8_t* a, const uint8_t* b) {
-  pred_piece lead;
+  byte_piece lead;
   for (unsigned i = 0; i < sizeof lead; ++i) lead[i] = i % sizeof(T) == 0;
-  return bytewise_count([lead](pred_piece x, pred_piece y) { return x & y & lead; }, a, b);
+  return bytewise_count([lead](byte_piece x, byte_piece y) { return x & y & lead; }, a, b);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "../support/bit_ops.h"
+#include "../support/bytewise.h"
 #include "../support/marshal.h"
 #include "../support/routine_loop.h"
 #include "immediates.h"
@@ -29,14 +30,11 @@ SVE_ZZZ_KERNEL(add, a + b)
 SVE_ZZZ_KERNEL(sub, a - b)
 #undef SVE_ZZZ_KERNEL
 
-// Zd = Zn op Zm over the whole vector as doublewords.
+// Zd = Zn op Zm over the whole vector as one bit string.
 #define SVE_ZZZ_BITWISE(name, expr)                                                                        \
   aarch64_decode_rc sve_##name##_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) { \
-    const uint8_t *x = s->z[zn.reg], *y = s->z[zm.reg];                                                    \
-    return all_loop<uint64_t>(s->z[zd.reg], [&](unsigned i) {                                              \
-      uint64_t a = load<uint64_t>(x + i), b = load<uint64_t>(y + i);                                       \
-      return expr;                                                                                         \
-    });                                                                                                    \
+    bytewise(s->z[zd.reg], [](byte_piece a, byte_piece b) { return expr; }, s->z[zn.reg], s->z[zm.reg]);    \
+    return aarch64_decode_ok;                                                                              \
   }
 SVE_ZZZ_BITWISE(and, a & b)
 SVE_ZZZ_BITWISE(orr, a | b)

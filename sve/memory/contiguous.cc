@@ -1,12 +1,10 @@
 // Contiguous and structured loads and stores: LD1 and ST1 at every memory
 // and element size, LDNT1 and STNT1, LD2-LD4 and ST2-ST4. One address is
-// computed before the element loop; elements go in ascending order and, in
-// the structure forms, registers in ascending order within each element, so
-// that a fault leaves every element below it complete. Inactive elements
-// touch no memory; a load zeroes them.
+// computed before the element loop.
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "../integer/kernel_loop.h"
+#include "element_loops.h"
 #include "memory_access.h"
 #include "memory_shapes.h"
 
@@ -14,26 +12,14 @@ namespace sve {
 
 namespace {
 
-// N registers of elements T from memory elements M (signed M sign-extends),
-// starting at `address`, element e of register r at (e * N + r) * sizeof(M).
 template <class M, class T, unsigned N>
 aarch64_decode_rc load_structure(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, uint64_t address) {
-  const uint8_t* g = s->p[pg.reg];
-  for (unsigned e = 0; e < sve_vl_bytes / sizeof(T); ++e)
-    for (unsigned r = 0; r < N; ++r) {
-      T v = (g[e * sizeof(T)] & 1) ? T(read_plain<M>(address + (e * N + r) * sizeof(M))) : T(0);
-      store<T>(s->z[(zt.reg + r) % 32] + e * sizeof(T), v);
-    }
+  load_elements<M, T, N>(s, zt.reg, s->p[pg.reg], address, sve_vl_bytes / sizeof(T));
   return aarch64_decode_ok;
 }
-
 template <class M, class T, unsigned N>
 aarch64_decode_rc store_structure(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, uint64_t address) {
-  const uint8_t* g = s->p[pg.reg];
-  for (unsigned e = 0; e < sve_vl_bytes / sizeof(T); ++e)
-    for (unsigned r = 0; r < N; ++r)
-      if (g[e * sizeof(T)] & 1)
-        write_plain<M>(address + (e * N + r) * sizeof(M), M(load<T>(s->z[(zt.reg + r) % 32] + e * sizeof(T))));
+  store_elements<M, T, N>(s, zt.reg, s->p[pg.reg], address, sve_vl_bytes / sizeof(T));
   return aarch64_decode_ok;
 }
 

@@ -22,6 +22,7 @@
 #include "../decode/stats.h"
 #include "../integer/kernel_loop.h"
 #include "../support/marshal.h"
+#include "element_loops.h"
 #include "memory_access.h"
 #include "memory_shapes.h"
 
@@ -30,31 +31,44 @@ namespace sve {
 namespace {
 
 // Whether the byte at `address` can be read, probing each page only once
-// while a walk stays in it.
+// in a walk: the answers for the last eight pages stay, one slot per page
+// by its low page-number bits, which a gather over a small table reuses.
 class page_probe {
  public:
   bool readable(uint64_t address) {
     uint64_t page = address & ~uint64_t(page_size - 1);
-    if (page != page_) {
-      page_ = page;
-      page_ok_ = addr_is_readable(reinterpret_cast<char volatile*>(address));
+    slot& s = slots_[(page >> __builtin_ctzl(page_size)) % slots];
+    if (page != s.page) {
+      s.page = page;
+      s.ok = addr_is_readable(reinterpret_cast<char volatile*>(address));
     }
-    return page_ok_;
+    return s.ok;
   }
 
  private:
-  uint64_t page_ = 1;  // no page starts at an odd address
-  bool page_ok_ = false;
+  static constexpr unsigned slots = 8;
+  struct slot {
+    uint64_t page = 1;  // no page starts at an odd address
+    bool ok = false;
+  };
+  slot slots_[slots];
 };
 
 // LDNF1: memory elements M (signed M sign-extends) into elements T of Zt
 // from `address` on. An active element that lies, wholly or in part, on an
-// unreadable page clears its element of ffr and keeps its value.
+// unreadable page clears its element of ffr and keeps its value. With every
+// element active and both ends of the span readable (the span is shorter
+// than a page, so its ends cover its pages), the whole vector loads at once.
 template <class M, class T>
 aarch64_decode_rc non_fault_load(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, uint64_t address) {
+  constexpr unsigned count = sve_vl_bytes / sizeof(T);
   const uint8_t* g = s->p[pg.reg];
   uint8_t* z = s->z[zt.reg];
   page_probe probe;
+  if (all_active<T>(g) && probe.readable(address) && probe.readable(address + count * sizeof(M) - 1)) {
+    load_run<M, T, 1, true>(s, zt.reg, g, address, count);
+    return aarch64_decode_ok;
+  }
   for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T), address += sizeof(M)) {
     if (!(g[i] & 1))
       store<T>(z + i, T(0));
@@ -75,7 +89,6 @@ template <class M, class T>
 aarch64_decode_rc first_fault_load(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, uint64_t address) {
   constexpr unsigned count = sve_vl_bytes / sizeof(T);
   const uint8_t* g = s->p[pg.reg];
-  uint8_t* z = s->z[zt.reg];
   const uint64_t mask = uint64_t(page_size) - 1;
   unsigned n = count;
   if (int32_t(address & mask) > int32_t((address + sve_vl_bytes) & mask) &&
@@ -86,8 +99,7 @@ aarch64_decode_rc first_fault_load(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg
     while (first < count && !(g[first * sizeof(T)] & 1)) ++first;
     if (first < count && first >= n) n = first + 1;
   }
-  for (unsigned e = 0; e < n; ++e)
-    store<T>(z + e * sizeof(T), (g[e * sizeof(T)] & 1) ? T(read_plain<M>(address + e * sizeof(M))) : T(0));
+  load_elements<M, T>(s, zt.reg, g, address, n);
   if (n < count) std::memset(s->ffr + n * sizeof(T), 0, sve_vl_bytes - n * sizeof(T));
   return aarch64_decode_ok;
 }
@@ -138,17 +150,21 @@ namespace {
 // M at address(e). The first active element is a plain read; from the first
 // later element that cannot be read on, elements are 0 and their elements of
 // ffr in the context are cleared, active or not, and no memory is touched.
+// Later elements are read plainly once the pages of their first and last
+// bytes have been probed, so that elements that share a page pay one probe.
 template <class M, class T, class Address>
 VecV first_fault_walk(const PredV& pg, CpuContext* c, Address address) {
   VecV r{};
   bool first = true, fault = false;
+  page_probe probe;
   for (unsigned e = 0, n = c->elements(sizeof(T) * 8); e < n; ++e) {
     bool active = pg.active(e, sizeof(T));
     if (active && !fault) {
-      uint64_t v = read_memory_element<M>(address(e), first ? nullptr : &fault);
+      uint64_t a = address(e);
+      fault = !first && !(probe.readable(a) && probe.readable(a + sizeof(M) - 1));
       first = false;
       if (!fault) {
-        r.set<T>(e, T(M(v)));
+        r.set<T>(e, T(read_plain<M>(a)));
         continue;
       }
     }

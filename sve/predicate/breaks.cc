@@ -3,7 +3,7 @@
 // the next, PFIRST and PNEXT walk a predicate element by element. All but
 // PNEXT work on the 224 predicate bits with no element size.
 #include "../decode/families.h"
-#include "bytewise.h"
+#include "../support/bytewise.h"
 #include "predicate_shapes.h"
 #include "prefix.h"
 
@@ -27,12 +27,15 @@ unsigned first_both(const uint8_t* a, const uint8_t* b) {
 // The result of a break in Pd: the active bytes of Pg below `end` are 1, the
 // others 0; inactive bytes are 0, or keep their old value when merging.
 void break_bytes(uint8_t* pd, const uint8_t* g, unsigned end, bool merging) {
-  uint8_t keep = merging ? 0xff : 0;
+  if (!merging) {
+    bytewise(pd, [](byte_piece g, byte_piece below) { return g & below; }, g, prefix_bytes<uint8_t>(end));
+    return;
+  }
   bytewise(
       pd,
-      [keep](pred_piece g, pred_piece below, pred_piece old) {
-        pred_piece active = -(g & 1);
-        return (active & below) | (~active & old & keep);
+      [](byte_piece g, byte_piece below, byte_piece old) {
+        byte_piece active = -(g & 1);
+        return (active & below) | (~active & old);
       },
       g, prefix_bytes<uint8_t>(end), pd);
 }

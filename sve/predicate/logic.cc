@@ -4,7 +4,7 @@
 // byte form of cpu_state; NAND and ORN, and the logic that sets the flags, on
 // packed predicates. Both give the same predicate.
 #include "../decode/families.h"
-#include "bytewise.h"
+#include "../support/bytewise.h"
 #include "predicate_shapes.h"
 #include "prefix.h"
 
@@ -16,7 +16,7 @@ namespace {
 // true, 0 elsewhere.
 template <class Op>
 aarch64_decode_rc logic(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm, Op op) {
-  bytewise(s->p[pd.reg], [op](pred_piece g, pred_piece n, pred_piece m) { return g & op(n, m) & 1; },
+  bytewise(s->p[pd.reg], [op](byte_piece g, byte_piece n, byte_piece m) { return g & op(n, m) & 1; },
            s->p[pg.reg], s->p[pn.reg], s->p[pm.reg]);
   return aarch64_decode_ok;
 }
@@ -24,28 +24,28 @@ aarch64_decode_rc logic(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch6
 }  // namespace
 
 aarch64_decode_rc sve_and_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a & b; });
+  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a & b; });
 }
 aarch64_decode_rc sve_bic_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a & ~b; });
+  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a & ~b; });
 }
 aarch64_decode_rc sve_orr_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a | b; });
+  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a | b; });
 }
 aarch64_decode_rc sve_eor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return a ^ b; });
+  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a ^ b; });
 }
 // NOR tests its operands as whole bytes: the result is 1 when both are 0.
 aarch64_decode_rc sve_nor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](pred_piece a, pred_piece b) { return pred_piece((a | b) == 0); });
+  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return byte_piece((a | b) == 0); });
 }
 
 // SEL writes every byte: Pn where Pg is true, Pm elsewhere.
 aarch64_decode_rc sve_sel_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
   bytewise(
       s->p[pd.reg],
-      [](pred_piece g, pred_piece n, pred_piece m) {
-        pred_piece take_n = -(g & 1);
+      [](byte_piece g, byte_piece n, byte_piece m) {
+        byte_piece take_n = -(g & 1);
         return (n & take_n) | (m & ~take_n);
       },
       s->p[pg.reg], s->p[pn.reg], s->p[pm.reg]);

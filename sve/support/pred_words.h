@@ -19,6 +19,14 @@ inline constexpr uint64_t lead_bits = sizeof(T) == 8 ? 1 : ~0ull / ((1ull << (8 
 
 inline uint64_t pred_word(const uint8_t* p, unsigned k) { return load<uint64_t>(p + 8 * k); }
 
+// Whether every element of T is true: bit 0 of each element's first byte.
+template <class T>
+inline bool all_active(const uint8_t* p) {
+  uint64_t all = lead_bits<T>;
+  for (unsigned k = 0; k < pred_words; ++k) all &= pred_word(p, k);
+  return all == lead_bits<T>;
+}
+
 // The byte of the lowest set bit over the words word(k), from byte `from`
 // on, or -1 when there is none.
 template <class Word>

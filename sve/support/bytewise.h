@@ -1,9 +1,10 @@
-// Byte-form predicate kernels that combine their operands byte by byte, in
-// pieces of sixteen bytes held in the compiler's vector type (SSE or NEON
-// registers). Each piece of the result is stored after the same piece of
-// every operand is read, and predicate registers either coincide or do not
-// overlap, so the result goes straight to its register even when that is
-// also an operand: no temporary and no second copy.
+// Kernels that combine registers byte by byte, as the byte-form predicates
+// and the bitwise vector instructions do, in pieces of sixteen bytes held in
+// the compiler's vector type (SSE or NEON registers). Each piece of the
+// result is stored after the same piece of every operand is read, and
+// registers either coincide or do not overlap, so the result goes straight
+// to its register even when that is also an operand: no temporary and no
+// second copy.
 #pragma once
 
 #include <cstring>
@@ -12,11 +13,11 @@
 
 namespace sve {
 
-using pred_piece = uint8_t __attribute__((vector_size(16)));
-static_assert(sve_vl_bytes % sizeof(pred_piece) == 0);
+using byte_piece = uint8_t __attribute__((vector_size(16)));
+static_assert(sve_vl_bytes % sizeof(byte_piece) == 0);
 
-inline pred_piece piece_at(const uint8_t* p, unsigned i) {
-  pred_piece v;
+inline byte_piece piece_at(const uint8_t* p, unsigned i) {
+  byte_piece v;
   std::memcpy(&v, p + i, sizeof v);
   return v;
 }
@@ -24,8 +25,8 @@ inline pred_piece piece_at(const uint8_t* p, unsigned i) {
 // d = op(pieces of src...), piece by piece.
 template <class Op, class... Src>
 inline void bytewise(uint8_t* d, Op op, const Src*... src) {
-  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(pred_piece)) {
-    pred_piece r = op(piece_at(src, i)...);
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(byte_piece)) {
+    byte_piece r = op(piece_at(src, i)...);
     std::memcpy(d + i, &r, sizeof r);
   }
 }
@@ -35,8 +36,8 @@ inline void bytewise(uint8_t* d, Op op, const Src*... src) {
 // across in 16-bit fields, which hold up to 256.
 template <class Op, class... Src>
 inline unsigned bytewise_count(Op op, const Src*... src) {
-  pred_piece lanes{};
-  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(pred_piece)) lanes += op(piece_at(src, i)...);
+  byte_piece lanes{};
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(byte_piece)) lanes += op(piece_at(src, i)...);
   uint64_t half[2];
   std::memcpy(half, &lanes, sizeof half);
   constexpr uint64_t even = 0x00ff00ff00ff00ff;
