@@ -11,16 +11,17 @@ namespace sve {
 namespace {
 
 // Pd = (Pg active AND cond(element i of Zn, i)) as integers of sizeof(T)
-// bytes; the flags are set from the new predicate before Pd is written, so Pd
-// may be Pg.
+// bytes, and the flags of Pd against Pg. The result goes straight to Pd,
+// unless Pd is Pg, which the flags still need.
 template <class T, class Cond>
 aarch64_decode_rc compare_loop(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, Cond cond) {
   pred_bytes r;
   const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg];
+  uint8_t* out = pd.reg == pg.reg ? r.b : s->p[pd.reg];
   for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T))
-    store<T>(r.b + i, T(load<T>(g + i) & 1 & cond(load<T>(a + i), i)));
-  sve_ptest<T>(s, g, r.b);
-  std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
+    store<T>(out + i, T(load<T>(g + i) & 1 & cond(load<T>(a + i), i)));
+  sve_ptest<T>(s, g, out);
+  if (out == r.b) std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
   return aarch64_decode_ok;
 }
 
