@@ -42,8 +42,16 @@ double time_per_call(F&& f) {
   return best;
 }
 
-std::unique_ptr<cpu_state> make_state(speed::fill f, std::vector<uint8_t>& buffer) {
-  auto s = std::make_unique<cpu_state>();
+// Each state starts a page of its own: where the heap would put it, reads of
+// one register can wait on recent writes of another at the same offset in a
+// different page (4K aliasing), which made figures depend on the allocation.
+struct page_free {
+  void operator()(cpu_state* s) const { ::operator delete(s, std::align_val_t(4096)); }
+};
+using state_ptr = std::unique_ptr<cpu_state, page_free>;
+
+state_ptr make_state(speed::fill f, std::vector<uint8_t>& buffer) {
+  state_ptr s(new (std::align_val_t(4096)) cpu_state());
   speed::fill_state(f, sve_vl_bytes, &s->z[0][0], s->x, buffer.data());
   for (auto& p : s->p) std::fill(std::begin(p), std::end(p), uint8_t(1));
   std::fill(std::begin(s->ffr), std::end(s->ffr), uint8_t(1));

@@ -43,12 +43,13 @@ inline void write_x(cpu_state* s, aarch64_i_reg r, uint64_t v) {
 inline uint64_t read_x(const cpu_state* s, aarch64_i_rsp_reg r) { return r.reg == 31 ? s->sp : s->x[r.reg]; }
 inline void write_x(cpu_state* s, aarch64_i_rsp_reg r, uint64_t v) { (r.reg == 31 ? s->sp : s->x[r.reg]) = v; }
 
-// A scalar result of `bytes` bytes in a vector register: placed at element 0
-// of a block of zeros that replaces the whole register.
+// A scalar result of `bytes` bytes in a vector register: element 0, with
+// zeros in the rest of the register. Written as whole 16-byte stores, which a
+// later read of the register can take straight from the store queue.
 inline void write_v(cpu_state* s, unsigned reg, uint64_t v, unsigned bytes) {
-  uint8_t block[sve_vl_bytes] = {};
-  __builtin_memcpy(block, &v, bytes);
-  __builtin_memcpy(s->z[reg], block, sve_vl_bytes);
+  const uint64_t low[2] = {bytes < 8 ? v & ((uint64_t(1) << 8 * bytes) - 1) : v, 0};
+  __builtin_memcpy(s->z[reg], low, sizeof low);
+  __builtin_memset(s->z[reg] + sizeof low, 0, sve_vl_bytes - sizeof low);
 }
 
 // Host floating-point status. Kernels that compute with the host's own

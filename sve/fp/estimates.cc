@@ -51,11 +51,7 @@ aarch64_decode_rc sve_fexpa_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn)
   const uint8_t* a = s->z[zn.reg];
   return by_size<Z_D, Z_S, Z_H>(zd.elem, [&](auto t) {
     using T = decltype(t);
-    alignas(32) T r[sve_vl_bytes / sizeof(T)];
-    if (fast::expa<T>(a, r)) {
-      std::memcpy(s->z[zd.reg], r, sve_vl_bytes);
-      return aarch64_decode_ok;
-    }
+    if (fast::expa<T>(a, s->z[zd.reg])) return aarch64_decode_ok;
     return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return FPEXPA<T>(load<T>(a + i)); });
   });
 }

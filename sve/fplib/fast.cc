@@ -8,6 +8,7 @@
 #endif
 
 #include "../decode/sve_emu.h"
+#include "../support/host_isa.h"
 #include "fast_lanes.h"
 
 extern "C" void sve_set_exact_fp(int exact) { sve::fp_fast_path.store(!exact, std::memory_order_relaxed); }
@@ -75,7 +76,7 @@ bool single(double d, bool d_exact, FPSCR& fpscr, uint32_t& r) {
 // The error terms of products, quotients and roots need a fused
 // multiply-add; hosts without one take the exact path for those.
 [[gnu::target("fma")]] double fused(double a, double b, double c) { return __builtin_fma(a, b, c); }
-const bool host_fma = __builtin_cpu_supports("fma");
+const bool host_fma = host::has_fma();
 #else
 double fused(double a, double b, double c) { return __builtin_fma(a, b, c); }
 constexpr bool host_fma = true;

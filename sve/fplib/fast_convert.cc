@@ -76,16 +76,27 @@ template <class From, class To, bool Signed>
 }
 
 // FCVT from single to double precision: every number but a denormal
-// widens exactly.
+// widens exactly, by moving the fields into place in each 64-bit lane and
+// rebiasing a normal exponent (or that of an infinity) by integer
+// arithmetic, which needs no narrowing of the lanes for the host's own
+// conversion.
 [[gnu::always_inline]] inline lane_set widen(const uint8_t* x, const uint64_t* active, uint64_t* r) {
   constexpr unsigned n = lanes<uint64_t>;
+  using s = fp_format<uint32_t>;
+  using d = fp_format<uint64_t>;
+  constexpr uint64_t infinity = s::infinity, min_normal = uint64_t(1) << s::F;
+  constexpr uint64_t rebias = uint64_t(d::bias - s::bias) << d::F;
+  constexpr uint64_t rebias_infinity = uint64_t(d::max_exp - s::max_exp) << d::F;
+  constexpr int shift = d::F - s::F;
   uint64_t any_left = 0;
   alignas(32) uint64_t done[n];
   for (unsigned i = 0; i < n; ++i) {
-    const uint32_t v = uint32_t(lane<uint64_t>(x, i));
-    done[i] = active[i] & mask<uint64_t>(number(v));
-    const double d = double(std::bit_cast<float>(uint32_t(v & done[i])));
-    r[i] = pick(done[i], std::bit_cast<uint64_t>(d), r[i]);
+    const uint64_t v = lane<uint64_t>(x, i);
+    const uint64_t m = v & (infinity | (min_normal - 1));
+    const uint64_t normal = mask<uint64_t>(m - min_normal < infinity - min_normal), inf = mask<uint64_t>(m == infinity);
+    done[i] = active[i] & (normal | inf | mask<uint64_t>(m == 0));
+    const uint64_t wide = (v >> 31 & 1) << 63 | ((m << shift) + (normal & rebias) + (inf & rebias_infinity));
+    r[i] = pick(done[i], wide, r[i]);
     any_left |= active[i] & ~done[i];
   }
   return any_left ? left_lanes(active, done) : 0;

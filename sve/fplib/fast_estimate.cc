@@ -1,6 +1,8 @@
 #include "fast_estimate.h"
 
 #include <array>
+#include <cstring>
+#include <iterator>
 
 #include "estimates.h"
 #include "fast.h"
@@ -53,14 +55,18 @@ template <class T>
   return any_left ? left_lanes(active, done) : 0;
 }
 
+// Each lane is read before it is written, so r may be x. Writing the
+// destination itself, lane by lane, spares a copy through a temporary whose
+// wide reads would wait on its narrow writes.
 template <class T>
-[[gnu::always_inline]] inline void expa_lanes(const uint8_t* x, T* r) {
+[[gnu::always_inline]] inline void expa_lanes(const uint8_t* x, uint8_t* r) {
   using f = fp_format<T>;
   constexpr unsigned bits = expa_index_bits<T>;
   const T* table = expa_fractions<T>.data();
   for (unsigned i = 0; i < sve_vl_bytes / sizeof(T); ++i) {
     const T v = lane<T>(x, i);
-    r[i] = T(T(v >> bits & f::max_exp) << f::F | table[v & ((1u << bits) - 1)]);
+    const T e = T(T(v >> bits & f::max_exp) << f::F | table[v & ((1u << bits) - 1)]);
+    std::memcpy(r + i * sizeof(T), &e, sizeof(T));
   }
 }
 
@@ -75,12 +81,45 @@ template <class T>
   return recip_lanes(x, active, r);
 }
 template <class T>
-void expa_baseline(const uint8_t* x, T* r) {
-  expa_lanes(x, r);
+void expa_baseline(const uint8_t* x, uint8_t* r) {
+  expa_lanes<T>(x, r);
+}
+// With AVX-512 the table lives in registers: a permute of two registers
+// reads 16 double or 32 single entries by the low index bits, and the high
+// bits choose among the reads. Half precision stays lane by lane.
+template <class T>
+[[SVE_TARGET_AVX512, gnu::always_inline]] inline __m512i expa_register(__m512i v, const __m512i* t) {
+  using f = fp_format<T>;
+  constexpr int bits = expa_index_bits<T>;
+  if constexpr (sizeof(T) == 8) {
+    const __m512i low = _mm512_permutex2var_epi64(t[0], v, t[1]), mid = _mm512_permutex2var_epi64(t[2], v, t[3]);
+    const __m512i high = _mm512_permutex2var_epi64(t[4], v, t[5]), top = _mm512_permutex2var_epi64(t[6], v, t[7]);
+    const __mmask8 b4 = _mm512_test_epi64_mask(v, _mm512_set1_epi64(16));
+    const __mmask8 b5 = _mm512_test_epi64_mask(v, _mm512_set1_epi64(32));
+    const __m512i fraction =
+        _mm512_mask_blend_epi64(b5, _mm512_mask_blend_epi64(b4, low, mid), _mm512_mask_blend_epi64(b4, high, top));
+    using u64x8 [[gnu::vector_size(64)]] = uint64_t;
+    return _mm512_or_si512(__m512i((u64x8(v) >> bits & f::max_exp) << f::F), fraction);
+  } else {
+    const __m512i low = _mm512_permutex2var_epi32(t[0], v, t[1]), high = _mm512_permutex2var_epi32(t[2], v, t[3]);
+    const __m512i fraction = _mm512_mask_blend_epi32(_mm512_test_epi32_mask(v, _mm512_set1_epi32(32)), low, high);
+    using u32x16 [[gnu::vector_size(64)]] = uint32_t;
+    return _mm512_or_si512(__m512i((u32x16(v) >> bits & f::max_exp) << f::F), fraction);
+  }
 }
 template <class T>
-[[gnu::target("avx2")]] void expa_avx2(const uint8_t* x, T* r) {
-  expa_lanes(x, r);
+[[SVE_TARGET_AVX512]] void expa_avx512(const uint8_t* x, uint8_t* r) {
+  if constexpr (sizeof(T) == 2) {
+    expa_lanes<T>(x, r);
+  } else {
+    __m512i table[64 * sizeof(T) / 64];
+    for (unsigned k = 0; k < std::size(table); ++k)
+      table[k] = _mm512_loadu_si512(expa_fractions<T>.data() + k * 64 / sizeof(T));
+    for (unsigned i = 0; i < sve_vl_bytes; i += 64) {
+      const __mmask16 lanes = sve_vl_bytes - i >= 64 ? 0xffff : __mmask16((1u << (sve_vl_bytes - i) / 4) - 1);
+      _mm512_mask_storeu_epi32(r + i, lanes, expa_register<T>(_mm512_maskz_loadu_epi32(lanes, x + i), table));
+    }
+  }
 }
 #endif
 
@@ -97,20 +136,20 @@ lane_set recip_estimate(const uint8_t* x, const T* active, T* r) {
 }
 
 template <class T>
-bool expa(const uint8_t* x, T* r) {
+bool expa(const uint8_t* x, uint8_t* r) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return false;
 #if defined(__x86_64__)
-  (host_avx2() ? expa_avx2<T> : expa_baseline<T>)(x, r);
+  (host_avx512() ? expa_avx512<T> : expa_baseline<T>)(x, r);
 #else
-  expa_lanes(x, r);
+  expa_lanes<T>(x, r);
 #endif
   return true;
 }
 
 template lane_set recip_estimate<uint32_t>(const uint8_t*, const uint32_t*, uint32_t*);
 template lane_set recip_estimate<uint64_t>(const uint8_t*, const uint64_t*, uint64_t*);
-template bool expa<uint16_t>(const uint8_t*, uint16_t*);
-template bool expa<uint32_t>(const uint8_t*, uint32_t*);
-template bool expa<uint64_t>(const uint8_t*, uint64_t*);
+template bool expa<uint16_t>(const uint8_t*, uint8_t*);
+template bool expa<uint32_t>(const uint8_t*, uint8_t*);
+template bool expa<uint64_t>(const uint8_t*, uint8_t*);
 
 }  // namespace sve::fast

@@ -18,10 +18,10 @@ namespace sve::fast {
 template <class T>
 lane_set recip_estimate(const uint8_t* x, const T* active, T* r);
 
-// FEXPA of every lane of x into r (single and double precision, or half
-// precision). Returns false, having changed nothing, when the fast path is
-// off.
+// FEXPA of every lane of x into the vector r, which may be x itself (single
+// and double precision, or half precision). Returns false, having changed
+// nothing, when the fast path is off.
 template <class T>
-bool expa(const uint8_t* x, T* r);
+bool expa(const uint8_t* x, uint8_t* r);
 
 }  // namespace sve::fast

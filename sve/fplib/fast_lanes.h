@@ -9,6 +9,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "../support/host_isa.h"
 #include "fast_vector.h"
 #include "format.h"
 
@@ -121,15 +122,19 @@ template <FPRounding Mode, class F>
 // flushing, in which its arithmetic is correctly rounded.
 inline bool host_rounds_to_nearest() { return (_mm_getcsr() & 0xe040) == 0; }
 
-// Whether the processor has AVX2 and FMA: the fast paths have a build for
-// them beside the baseline one.
-inline bool host_avx2() {
-  static const bool has = [] {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-  }();
-  return has;
-}
+// The fast paths have builds for AVX2 with FMA and for AVX-512 beside the
+// baseline one. With AVX-512 an unsigned compare or a blend is one
+// instruction, which makes the lane masks cheap.
+inline bool host_avx2() { return host::has_avx2(); }
+inline bool host_avx512() { return host::has_avx512(); }
+
+// GCC would otherwise vectorise these builds' loops 256 bits wide; clang
+// (the sanitizer build) has no such option.
+#if defined(__clang__)
+#define SVE_TARGET_AVX512 gnu::target("avx512f,avx512vl,avx512dq,avx512bw,fma")
+#else
+#define SVE_TARGET_AVX512 gnu::target("avx512f,avx512vl,avx512dq,avx512bw,fma,prefer-vector-width=512")
+#endif
 
 // MXCSR: every exception masked, round to nearest, no flushing, no flags;
 // the rounding control of another mode at bits 14:13.

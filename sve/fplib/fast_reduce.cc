@@ -32,34 +32,37 @@ template <class T>
   constexpr unsigned n = lanes<T>;
   // Inactive elements add -0, which changes no sum.
   alignas(32) T active[n];
-  alignas(32) F x[n], before[n], after[n];
+  // sums[i] is the sum before element i is added, sums[i + 1] after.
+  alignas(32) F x[n], sums[n + 1];
   for (unsigned i = 0; i < n; ++i) {
     active[i] = mask<T>(pg[i * sizeof(T)] & 1);
     x[i] = std::bit_cast<F>(pick(active[i], lane<T>(z, i), fp_format<T>::sign));
   }
   // The additions themselves, one after the other: nothing else is on the
-  // chain of their latencies.
+  // chain of their latencies, and unrolled, little beside it.
   F sum = std::bit_cast<F>(value);
+  sums[0] = sum;
+#pragma GCC unroll 8
+  for (unsigned i = 0; i < n; ++i) sums[i + 1] = sum += x[i];
+  // Where an element or its sum is unusual, the sums stop before it; only
+  // then are the additions before it looked at once more.
+  const auto stop = [&](unsigned i) {
+    return T(active[i] & (unusual_addend(std::bit_cast<T>(x[i]), fz) |
+                          unusual_result(std::bit_cast<T>(sums[i + 1]), T(~T(0)), fz)));
+  };
+  const auto inexact = [&](unsigned i) { return mask<T>(sum_error(sums[i], x[i], sums[i + 1]) != 0); };
+  T any_stop = 0, any_inexact = 0;
   for (unsigned i = 0; i < n; ++i) {
-    before[i] = sum;
-    sum += x[i];
-    after[i] = sum;
-  }
-  alignas(32) T stop[n], inexact[n];
-  T any_stop = 0;
-  for (unsigned i = 0; i < n; ++i) {
-    stop[i] = T(active[i] & (unusual_addend(std::bit_cast<T>(x[i]), fz) |
-                             unusual_result(std::bit_cast<T>(after[i]), T(~T(0)), fz)));
-    inexact[i] = mask<T>(sum_error(before[i], x[i], after[i]) != 0);
-    any_stop |= stop[i];
+    any_stop |= stop(i);
+    any_inexact |= inexact(i);
   }
   unsigned end = n;
-  if (any_stop)
-    for (end = 0; !stop[end];) ++end;
-  T any_inexact = 0;
-  for (unsigned i = 0; i < end; ++i) any_inexact |= inexact[i];
+  if (any_stop) {
+    any_inexact = 0;
+    for (end = 0; !stop(end); ++end) any_inexact |= inexact(end);
+  }
   if (any_inexact) fp_set_status(fpsr, FP_IXC);
-  if (end) value = std::bit_cast<T>(after[end - 1]);
+  value = std::bit_cast<T>(sums[end]);
   return end;
 }
 

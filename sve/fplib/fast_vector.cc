@@ -99,8 +99,9 @@ template <class T, vop Op>
 
 using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint8_t*, const void*, FPSCR, uint32_t&, void*);
 
-// The two builds of each operation: the baseline instruction set, which has
-// no fused multiply-add, and AVX2 with FMA where the processor has them.
+// The three builds of each operation: the baseline instruction set, which
+// has no fused multiply-add, AVX2 with FMA, and AVX-512, where the
+// processor has them.
 template <class T, vop Op>
 lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint8_t* z, const void* active, FPSCR fpcr,
                       uint32_t& fpsr, void* r) {
@@ -115,15 +116,24 @@ template <class T, vop Op>
   return run<T, Op>(x, y, z, static_cast<const T*>(active), fpcr, fpsr, static_cast<T*>(r));
 }
 
+template <class T, vop Op>
+[[SVE_TARGET_AVX512]] lane_set run_avx512(
+    const uint8_t* x, const uint8_t* y, const uint8_t* z, const void* active, FPSCR fpcr, uint32_t& fpsr, void* r) {
+  return run<T, Op>(x, y, z, static_cast<const T*>(active), fpcr, fpsr, static_cast<T*>(r));
+}
+
 template <class T>
 struct runners {
-  static constexpr runner table[2][9] = {
+  static constexpr runner table[3][9] = {
       {&run_baseline<T, vop::add>, &run_baseline<T, vop::sub>, &run_baseline<T, vop::mul>, &run_baseline<T, vop::div>,
        &run_baseline<T, vop::sqrt>, &run_baseline<T, vop::fma>, &run_baseline<T, vop::fms>, &run_baseline<T, vop::fnms>,
        &run_baseline<T, vop::fnma>},
       {&run_avx2<T, vop::add>, &run_avx2<T, vop::sub>, &run_avx2<T, vop::mul>, &run_avx2<T, vop::div>,
        &run_avx2<T, vop::sqrt>, &run_avx2<T, vop::fma>, &run_avx2<T, vop::fms>, &run_avx2<T, vop::fnms>,
        &run_avx2<T, vop::fnma>},
+      {&run_avx512<T, vop::add>, &run_avx512<T, vop::sub>, &run_avx512<T, vop::mul>, &run_avx512<T, vop::div>,
+       &run_avx512<T, vop::sqrt>, &run_avx512<T, vop::fma>, &run_avx512<T, vop::fms>, &run_avx512<T, vop::fnms>,
+       &run_avx512<T, vop::fnma>},
   };
 };
 
@@ -133,7 +143,7 @@ template <class T>
 lane_set vector(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* z, const T* active, FPSCR fpcr,
                 uint32_t& fpsr, T* r) {
   if (!fp_fast_path.load(std::memory_order_relaxed) || (fpcr >> 22 & 3) != FPRounding_TIEEVEN) return every_lane;
-  return runners<T>::table[host_avx2()][unsigned(op)](x, y, z, active, fpcr, fpsr, r);
+  return runners<T>::table[host_avx512() ? 2 : host_avx2()][unsigned(op)](x, y, z, active, fpcr, fpsr, r);
 }
 
 #else

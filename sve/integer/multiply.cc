@@ -5,6 +5,7 @@
 
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/host_kernels.h"
 #include "../support/marshal.h"
 #include "../support/routine_loop.h"
 #include "kernel_loop.h"
@@ -48,11 +49,52 @@ T divide(T n, T d) {
   }
 }
 
+// Word division through double precision, exact: both operands are below
+// 2^32 in magnitude, so the quotient's rounding error is below 1/|d|, the
+// least distance from a fraction n/d to the next integer, and the conversion,
+// which truncates, gives the integer quotient. Unsigned words enter offset
+// by 2^31 to convert as signed ones. Zero and the unit divisor (-1 signed,
+// whose quotient may overflow; 1 unsigned, whose quotient may not fit a
+// signed word) divide by 1 and are replaced afterwards. Every choice is a
+// mask, so the loop vectorises.
+template <bool Signed>
+uint32_t divide_word(uint32_t n, uint32_t d) {
+  constexpr uint32_t bias = Signed ? 0 : 0x80000000u, unit = Signed ? ~0u : 1u;
+  constexpr double offset = Signed ? 0.0 : 2147483648.0;
+  const uint32_t zero = 0u - uint32_t(d == 0), by_unit = 0u - uint32_t(d == unit);
+  const double x = double(int32_t(n ^ bias)) + offset;
+  const double y = double(int32_t(select(zero | by_unit, 1u ^ bias, d ^ bias))) + offset;
+  const uint32_t q = uint32_t(int32_t(x / y));
+  return select(by_unit, Signed ? 0u - n : n, q) & ~zero;
+}
+
+template <bool Signed, bool Reversed>
+[[gnu::always_inline]] inline aarch64_decode_rc divide_words(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg,
+                                                             aarch64_z_reg zm) {
+  return zpz_loop<uint32_t>(s, zdn, pg, zm, [](uint32_t a, uint32_t b) {
+    return Reversed ? divide_word<Signed>(b, a) : divide_word<Signed>(a, b);
+  });
+}
+
+#if defined(__x86_64__)
+// The same loop built for AVX2, four quotients to a division.
+template <bool Signed, bool Reversed>
+[[gnu::target("avx2")]] aarch64_decode_rc divide_words_avx2(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg,
+                                                            aarch64_z_reg zm) {
+  return divide_words<Signed, Reversed>(s, zdn, pg, zm);
+}
+#endif
+
 template <bool Signed, bool Reversed>
 aarch64_decode_rc div_kernel(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
-  return by_size<Z_S, Z_D>(zdn.rw_elem, [&](auto e) {
-    using T = decltype(e);
-    return zpz_loop<T>(s, zdn, pg, zm, [](T a, T b) { return Reversed ? divide<Signed>(b, a) : divide<Signed>(a, b); });
+  if (zdn.rw_elem == Z_S) {
+#if defined(__x86_64__)
+    if (host::has_avx2()) return divide_words_avx2<Signed, Reversed>(s, zdn, pg, zm);
+#endif
+    return divide_words<Signed, Reversed>(s, zdn, pg, zm);
+  }
+  return zpz_loop<uint64_t>(s, zdn, pg, zm, [](uint64_t a, uint64_t b) {
+    return Reversed ? divide<Signed>(b, a) : divide<Signed>(a, b);
   });
 }
 
@@ -120,13 +162,20 @@ aarch64_decode_rc dot_indexed(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn,
   return dot<Signed>(s, zda, zn, zm, [=](unsigned e) { return e / per_segment * per_segment + index; });
 }
 
+template <bool Signed>
+aarch64_decode_rc dot_vectors_kernel(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm) {
+  if (zda.rw_elem == Z_S && host::dot_words(Signed, s->z[zda.reg], s->z[zn.reg], s->z[zm.reg]))
+    return aarch64_decode_ok;
+  return dot<Signed>(s, zda, zn, zm, [](unsigned e) { return e; });
+}
+
 }  // namespace
 
 aarch64_decode_rc sve_sdot_zzz(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm) {
-  return dot<true>(s, zda, zn, zm, [](unsigned e) { return e; });
+  return dot_vectors_kernel<true>(s, zda, zn, zm);
 }
 aarch64_decode_rc sve_udot_zzz(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm) {
-  return dot<false>(s, zda, zn, zm, [](unsigned e) { return e; });
+  return dot_vectors_kernel<false>(s, zda, zn, zm);
 }
 aarch64_decode_rc sve_sdot_zzzi(cpu_state* s, aarch64_z_reg zda, aarch64_z_reg zn, aarch64_z_reg zm, uint32_t index) {
   return dot_indexed<true>(s, zda, zn, zm, index);

@@ -6,9 +6,11 @@
 // gives sign fill), never only its low bits.
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/host_kernels.h"
 #include "../support/marshal.h"
 #include "../support/routine_loop.h"
 #include "kernel_loop.h"
+
 
 namespace sve {
 
@@ -38,17 +40,36 @@ T shift_right_divide(T a, uint64_t n) {
   return T(v >> n);
 }
 
+using host::shift_kind;
+
+template <shift_kind K, class T>
+T shift_by(T a, uint64_t n) {
+  if constexpr (K == shift_kind::left) return shift_left(a, n);
+  if constexpr (K == shift_kind::right) return shift_right(a, n);
+  return shift_right_arith(a, n);
+}
+
+// Doublewords by per-element counts, by the host's kernel where it has one.
+template <shift_kind K>
+aarch64_decode_rc shift_doublewords(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  if (host::shift_doublewords(K, s->z[zdn.reg], s->z[zm.reg], s->p[pg.reg])) return aarch64_decode_ok;
+  return zpz_loop<uint64_t>(s, zdn, pg, zm, shift_by<K, uint64_t>);
+}
+
 // Per-element counts.
-#define SVE_SHIFT_ZPZ(name, fn)                                                                  \
+#define SVE_SHIFT_ZPZ(name, kind)                                                                \
   aarch64_decode_rc sve_##name##_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) { \
     return by_size(zdn.rw_elem, [&](auto e) {                                                    \
       using T = decltype(e);                                                                     \
-      return zpz_loop<T>(s, zdn, pg, zm, [](T a, T n) { return fn(a, n); });                     \
+      if constexpr (sizeof(T) == 8)                                                              \
+        return shift_doublewords<kind>(s, zdn, pg, zm);                                          \
+      else                                                                                       \
+        return zpz_loop<T>(s, zdn, pg, zm, [](T a, T n) { return shift_by<kind>(a, n); });       \
     });                                                                                          \
   }
-SVE_SHIFT_ZPZ(lsl, shift_left)
-SVE_SHIFT_ZPZ(lsr, shift_right)
-SVE_SHIFT_ZPZ(asr, shift_right_arith)
+SVE_SHIFT_ZPZ(lsl, shift_kind::left)
+SVE_SHIFT_ZPZ(lsr, shift_kind::right)
+SVE_SHIFT_ZPZ(asr, shift_kind::arith)
 #undef SVE_SHIFT_ZPZ
 
 // One count for all elements, predicated.

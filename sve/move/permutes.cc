@@ -9,6 +9,7 @@
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "../integer/kernel_loop.h"
+#include "../support/host_kernels.h"
 #include "../support/marshal.h"
 #include "../support/pred_words.h"
 #include "../support/routine_loop.h"
@@ -87,26 +88,35 @@ aarch64_decode_rc sve_trn2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn,
 }
 
 // TBL: the whole index element, unsigned; an index at or beyond the element
-// count gives 0, with no wrap.
+// count gives 0, with no wrap. An index out of range reads the last element
+// and masks it out: no branch per element, whose outcome the indices of real
+// tables make hard to predict.
 aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
   return by_size(zd.elem, [&](auto e) {
     using T = decltype(e);
     const uint8_t *table = s->z[zn.reg], *index = s->z[zm.reg];
-    constexpr uint64_t n = vl / sizeof(T);
+    if (host::table_lookup(sizeof(T), s->z[zd.reg], table, index)) return aarch64_decode_ok;
+    constexpr T last = vl / sizeof(T) - 1;
     return all_loop<T>(s->z[zd.reg], [&](unsigned i) {
-      uint64_t k = load<T>(index + i);
-      return k < n ? load<T>(table + k * sizeof(T)) : T(0);
+      T k = load<T>(index + i), in_range = T(T(0) - T(k <= last));
+      return T(load<T>(table + select(in_range, k, last) * sizeof(T)) & in_range);
     });
   });
 }
 
 // EXT: 224 bytes from byte imm8 of Zdn and Zm laid end to end; an offset at
-// or beyond the vector length counts as 0.
+// or beyond the vector length counts as 0. A rotation of one register (Zm is
+// Zdn) reads Zm from a copy.
 aarch64_decode_rc sve_ext_zzi(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm, uint32_t imm8) {
+  const unsigned from = imm8 >= vl ? 0 : imm8;
+  uint8_t* d = s->z[zdn.reg];
+  alignas(16) uint8_t copy[vl];
+  const uint8_t* m = zm.reg == zdn.reg ? static_cast<const uint8_t*>(std::memcpy(copy, d, vl)) : s->z[zm.reg];
+  if (host::extract_bytes(d, m, from)) return aarch64_decode_ok;
   uint8_t buf[2 * vl];
-  std::memcpy(buf, s->z[zdn.reg], vl);
-  std::memcpy(buf + vl, s->z[zm.reg], vl);
-  std::memcpy(s->z[zdn.reg], buf + (imm8 >= vl ? 0 : imm8), vl);
+  std::memcpy(buf, d, vl);
+  std::memcpy(buf + vl, m, vl);
+  std::memcpy(d, buf + from, vl);
   return aarch64_decode_ok;
 }
 
@@ -136,12 +146,15 @@ aarch64_decode_rc sve_splice_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg 
     int first = first_set_byte(active);
     unsigned from = first < 0 ? 0 : unsigned(first);
     unsigned end = first < 0 ? 0 : unsigned(last_set_byte(active)) + sizeof(T);
-    // Copies of the whole length only: Zdn, Zm over it from the end of the
-    // stretch on, and the result read out from the stretch's start.
-    uint8_t buf[2 * vl];
-    std::memcpy(buf, s->z[zdn.reg], vl);
-    std::memcpy(buf + end, s->z[zm.reg], vl);
-    std::memcpy(s->z[zdn.reg], buf + from, vl);
+    // The stretch moves down in place and Zm's elements follow it; when Zm is
+    // Zdn and the stretch does not fill the vector, through a copy.
+    const unsigned length = end - from;
+    uint8_t* d = s->z[zdn.reg];
+    const uint8_t* m = s->z[zm.reg];
+    uint8_t copy[vl];
+    if (zm.reg == zdn.reg && length < vl) m = static_cast<const uint8_t*>(std::memcpy(copy, m, vl));
+    if (from != 0) std::memmove(d, d + from, length);
+    if (length < vl) std::memcpy(d + length, m, vl - length);
     return aarch64_decode_ok;
   });
 }

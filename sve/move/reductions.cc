@@ -3,7 +3,6 @@
 // CLASTB. A result in a vector register replaces the whole register, with
 // zeros above the result; a result in a general register is zero-extended
 // from the element.
-#include <limits>
 
 #include "../decode/direct.h"
 #include "../decode/families.h"
@@ -14,37 +13,43 @@
 namespace sve {
 
 // Folds the active elements of Zn into an accumulator that starts at `init`,
-// the identity of the fold, which is also the result with no active
-// element. Inactive elements enter as the identity, so the loop has no branch.
+// the identity of the fold. Inactive elements enter as the identity, so the
+// loop has no branch. Elements enter, and the result leaves, XORed with
+// `flip`: with the sign bit there, a signed order becomes the unsigned one,
+// which the loop vectorises as a plain maximum or minimum. With no active
+// element the result is init ^ flip.
 template <class T, class Acc, class Fold>
-Acc fold_active(const cpu_state* s, aarch64_p_reg pg, aarch64_z_reg zn, Acc init, Fold fold) {
+Acc fold_active(const cpu_state* s, aarch64_p_reg pg, aarch64_z_reg zn, Acc init, Fold fold, T flip = 0) {
   const uint8_t* z = s->z[zn.reg];
   const uint8_t* p = s->p[pg.reg];
   Acc acc = init;
-  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) acc = fold(acc, select(active_mask<T>(p, i), load<T>(z + i), T(init)));
-  return acc;
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T))
+    acc = fold(acc, select(active_mask<T>(p, i), T(load<T>(z + i) ^ flip), T(init)));
+  return Acc(acc ^ flip);
 }
 
+template <class T>
+constexpr T sign_bit = T(T(1) << (sizeof(T) * 8 - 1));
+
 // One reduction kernel per instruction: its identity and fold, over the
-// element types of the size code in the Zn record.
-#define SVE_REDUCTION(name, init, expr)                                                              \
+// element types of the size code in the Zn record; the signed ones fold
+// unsigned after flipping the sign bits.
+#define SVE_REDUCTION(name, flip, init, expr)                                                        \
   aarch64_decode_rc sve_##name##_vpz(cpu_state* s, unsigned vd, aarch64_p_reg pg, aarch64_z_reg zn) { \
     return by_size(zn.elem, [&](auto e) {                                                            \
       using T = decltype(e);                                                                         \
-      using S = signed_t<T>;                                                                         \
-      (void)sizeof(S);                                                                               \
-      T r = fold_active<T>(s, pg, zn, T(init), [](T a, T b) { return T(expr); });                   \
+      T r = fold_active<T>(s, pg, zn, T(init), [](T a, T b) { return T(expr); }, T(flip));          \
       write_v(s, vd, r, sizeof(T));                                                                  \
       return aarch64_decode_ok;                                                                      \
     });                                                                                              \
   }
-SVE_REDUCTION(andv, ~T(0), a & b)
-SVE_REDUCTION(orv, 0, a | b)
-SVE_REDUCTION(eorv, 0, a ^ b)
-SVE_REDUCTION(umaxv, 0, a > b ? a : b)
-SVE_REDUCTION(uminv, ~T(0), a < b ? a : b)
-SVE_REDUCTION(smaxv, std::numeric_limits<S>::min(), S(a) > S(b) ? a : b)
-SVE_REDUCTION(sminv, std::numeric_limits<S>::max(), S(a) < S(b) ? a : b)
+SVE_REDUCTION(andv, 0, ~T(0), a & b)
+SVE_REDUCTION(orv, 0, 0, a | b)
+SVE_REDUCTION(eorv, 0, 0, a ^ b)
+SVE_REDUCTION(umaxv, 0, 0, a > b ? a : b)
+SVE_REDUCTION(uminv, 0, ~T(0), a < b ? a : b)
+SVE_REDUCTION(smaxv, sign_bit<T>, 0, a > b ? a : b)
+SVE_REDUCTION(sminv, sign_bit<T>, ~T(0), a < b ? a : b)
 #undef SVE_REDUCTION
 
 // UADDV sums zero-extended elements in 64 bits: a doubleword at every size.

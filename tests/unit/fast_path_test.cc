@@ -137,6 +137,10 @@ TEST(FastPath, ConversionLimitsAgreeWithTheExactLibrary) {
       {"a denormal single widened", "VecD64ExtndFVM", vm, 0, 0, 0x00000001, 0, true},
       {"a signalling NaN widened", "VecD64ExtndFVM", vm, 0, 0, 0x7f800001, 0, true},
       {"an infinity widened", "VecD64ExtndFVM", vm, 0, 0, 0xff800000, 0, true},
+      {"minus zero widened", "VecD64ExtndFVM", vm, 0, 0, 0x80000000, 0, true},
+      {"the smallest normal single widened", "VecD64ExtndFVM", vm, 0, 0, 0x00800000, 0, true},
+      {"the largest single widened", "VecD64ExtndFVM", vm, 0, 0, 0xff7fffff, 0, true},
+      {"a denormal single widened under FZ", "VecD64ExtndFVM", vm, FZ, 0, 0x807fffff, 0, true},
       {"minus a half rounded by FPCR, up", "VecD64FRIntIVM", vm, UP, 0, 0xbfe0000000000000, 0, true},
   };
   for (const lane_case& c : dbl) agrees_with_exact<uint64_t>(c);
@@ -165,6 +169,7 @@ TEST(FastPath, SumLimitsAgreeWithTheExactLibrary) {
       {"a quiet NaN in order", "VecF32AddReduceAV", vm, 0, 0, 0x7fc00001, 0, true},
       {"the largest number in order", "VecF32AddReduceAV", vm, 0, 0, 0x7f7fffff, 0, true},
       {"a denormal in order under FZ", "VecF32AddReduceAV", vm, FZ, 0, 0x00000001, 0, true},
+      {"an inexact sum in order", "VecF32AddReduceAV", vm, 0, 0, 0x3f800001, 0, true},
       {"inexact only in an inactive lane, in order", "VecF32AddReduceAV", vm, 0, 0, 0x3f800000, 0, false},
       {"a signalling NaN in the tree", "VecF32AddReduceFV", vm, 0, 0, 0x7f800001, 0, true},
       {"the largest number in the tree", "VecF32AddReduceFV", vm, 0, 0, 0x7f7fffff, 0, true},
@@ -204,6 +209,7 @@ TEST(FastPath, EstimateAndComplexLimitsAgreeWithTheExactLibrary) {
       {"the step of zero and infinity", "VecF32RecpSVV", vvx, 0, 0, 0x00000000, 0xff800000, true},
       {"a step that overflows", "VecF32RecpSVV", vvx, 0, 0, 0x7f000000, 0x7f000000, true},
       {"every bit of FEXPA", "VecF32EXPAV", vx, 0, 0, 0xffffffff, 0, true},
+      {"FEXPA in place", "VecF32EXPAV", zd0, 0, 0x0000a5c3, 0, 0, true},
       {"a complex product with a NaN", "VecF32FCMLAVVVM", vvvm | rot90, 0, 0x3f800000, 0x7fc00000, 0x3f800000, true},
       {"a complex product that overflows", "VecF32FCMLAVVVM", vvvm, 0, 0x3f800000, 0x7f000000, 0x7f000000, true},
   };
@@ -211,6 +217,7 @@ TEST(FastPath, EstimateAndComplexLimitsAgreeWithTheExactLibrary) {
   const lane_case dbl[] = {
       {"the largest exponent that mirrors", "VecD64RecpEV", vx, 0, 0, 0x7fcfffffffffffff, 0, true},
       {"every bit of FEXPA", "VecD64EXPAV", vx, 0, 0, 0xffffffffffffffff, 0, true},
+      {"FEXPA in place", "VecD64EXPAV", zd0, 0, 0x000000000001ffc1, 0, 0, true},
       {"a complex product cancelling its addend", "VecD64FCMLAVVVM", vvvm, 0, 0xbff0000000000000,
        0x3ff0000000000000, 0x3ff0000000000000, true},
   };

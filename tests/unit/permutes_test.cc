@@ -43,15 +43,17 @@ TEST(Permutes, TableIndicesBeyondTheVectorGiveZero) {
 }
 
 TEST(Permutes, ExtractAcrossTwoRegisters) {
-  for (unsigned imm : {0u, vl - 1, vl, 255u}) {
-    auto s = test::random_state();
-    auto before = *s;
-    uint32_t w = test::word("VecU8SlideVI") | 0 | 1 << 5 | (imm >> 3) << 16 | (imm & 7) << 10;
-    ASSERT_EQ(test::run(s.get(), w), aarch64_decode_ok);
-    unsigned from = imm >= vl ? 0 : imm;
-    for (unsigned i = 0; i < vl; ++i)
-      ASSERT_EQ(s->z[0][i], from + i < vl ? before.z[0][from + i] : before.z[1][from + i - vl]) << imm << " " << i;
-  }
+  // Zm 1, and Zm 0 = Zdn: a rotation.
+  for (unsigned zm : {1u, 0u})
+    for (unsigned imm : {0u, 3u, 17u, vl - 1, vl, 255u}) {
+      auto s = test::random_state();
+      auto before = *s;
+      uint32_t w = test::word("VecU8SlideVI") | 0 | zm << 5 | (imm >> 3) << 16 | (imm & 7) << 10;
+      ASSERT_EQ(test::run(s.get(), w), aarch64_decode_ok);
+      unsigned from = imm >= vl ? 0 : imm;
+      for (unsigned i = 0; i < vl; ++i)
+        ASSERT_EQ(s->z[0][i], from + i < vl ? before.z[0][from + i] : before.z[zm][from + i - vl]) << imm << " " << i;
+    }
 }
 
 TEST(Permutes, ReverseTwiceRestores) {

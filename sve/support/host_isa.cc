@@ -1,0 +1,41 @@
+#include "host_isa.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace sve::host {
+
+namespace {
+
+enum class level { baseline, fma, avx2, avx512 };
+
+level find_level() {
+#if defined(__x86_64__)
+  __builtin_cpu_init();
+  level has = level::baseline;
+  if (__builtin_cpu_supports("fma")) has = level::fma;
+  if (has == level::fma && __builtin_cpu_supports("avx2")) has = level::avx2;
+  if (has == level::avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+      __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw"))
+    has = level::avx512;
+  const char* cap = std::getenv("SVE_HOST_ISA");
+  if (cap && std::strcmp(cap, "baseline") == 0) return level::baseline;
+  if (cap && std::strcmp(cap, "avx2") == 0 && has > level::avx2) return level::avx2;
+  return has;
+#else
+  return level::baseline;
+#endif
+}
+
+level host_level() {
+  static const level l = find_level();
+  return l;
+}
+
+}  // namespace
+
+bool has_fma() { return host_level() >= level::fma; }
+bool has_avx2() { return host_level() >= level::avx2; }
+bool has_avx512() { return host_level() >= level::avx512; }
+
+}  // namespace sve::host

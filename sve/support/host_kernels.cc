@@ -1,0 +1,147 @@
+#include "host_kernels.h"
+
+#include "../decode/sve_emu.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace sve::host {
+
+#if defined(__x86_64__)
+
+namespace {
+
+// AVX2 shifts each doubleword by its own count and gives 0 for a count of 64
+// or more, as the instruction does. The arithmetic shift is the logical one
+// of x ^ s, then ^ s again, with s the sign of x in every bit: that fills
+// with the sign at every count. The blend takes each doubleword by its top
+// bit: the predicate bit moved there.
+template <shift_kind K>
+[[gnu::target("avx2")]] void shift_avx2(uint8_t* d, const uint8_t* count, const uint8_t* p) {
+  for (unsigned i = 0; i < sve_vl_bytes; i += 32) {
+    const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(d + i));
+    const __m256i n = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(count + i));
+    const __m256i active = _mm256_slli_epi64(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i)), 63);
+    const __m256i sign = K == shift_kind::arith ? _mm256_cmpgt_epi64(_mm256_setzero_si256(), x) : _mm256_setzero_si256();
+    const __m256i v = _mm256_xor_si256(x, sign);
+    const __m256i r = _mm256_xor_si256(K == shift_kind::left ? _mm256_sllv_epi64(v, n) : _mm256_srlv_epi64(v, n), sign);
+    const __m256d merged = _mm256_blendv_pd(_mm256_castsi256_pd(x), _mm256_castsi256_pd(r), _mm256_castsi256_pd(active));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + i), _mm256_castpd_si256(merged));
+  }
+}
+
+// The whole table in four registers (a vector is at most 256 bytes), each
+// index element looked up in the first pair and in the second, and the pair
+// chosen by the index bit above the pair's reach. Memory is touched only
+// within the vector: the loads and stores of a last part shorter than 64
+// bytes are masked.
+[[gnu::target("avx512f")]] __m512i load(const uint8_t* p, unsigned left) {
+  return left >= 64 ? _mm512_loadu_si512(p) : _mm512_maskz_loadu_epi32(__mmask16((1u << left / 4) - 1), p);
+}
+
+template <class T>
+[[gnu::target("avx512f")]] void lookup_avx512(uint8_t* d, const uint8_t* table, const uint8_t* index) {
+  constexpr unsigned vl = sve_vl_bytes, per_register = 64 / sizeof(T);
+  __m512i t[4];
+  for (unsigned c = 0; c < 4; ++c) t[c] = 64 * c < vl ? load(table + 64 * c, vl - 64 * c) : _mm512_setzero_si512();
+  for (unsigned i = 0; i < vl; i += 64) {
+    const __m512i k = load(index + i, vl - i);
+    __m512i r;
+    if constexpr (sizeof(T) == 4) {
+      const __m512i low = _mm512_permutex2var_epi32(t[0], k, t[1]), high = _mm512_permutex2var_epi32(t[2], k, t[3]);
+      r = _mm512_mask_blend_epi32(_mm512_test_epi32_mask(k, _mm512_set1_epi32(2 * per_register)), low, high);
+      r = _mm512_maskz_mov_epi32(_mm512_cmplt_epu32_mask(k, _mm512_set1_epi32(vl / 4)), r);
+    } else {
+      const __m512i low = _mm512_permutex2var_epi64(t[0], k, t[1]), high = _mm512_permutex2var_epi64(t[2], k, t[3]);
+      r = _mm512_mask_blend_epi64(_mm512_test_epi64_mask(k, _mm512_set1_epi64(2 * per_register)), low, high);
+      r = _mm512_maskz_mov_epi64(_mm512_cmplt_epu64_mask(k, _mm512_set1_epi64(vl / 8)), r);
+    }
+    if (vl - i >= 64)
+      _mm512_storeu_si512(d + i, r);
+    else
+      _mm512_mask_storeu_epi32(d + i, __mmask16((1u << (vl - i) / 4) - 1), r);
+  }
+}
+
+}  // namespace
+
+bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, const uint8_t* index) {
+  if (!has_avx512() || (bytes != 4 && bytes != 8)) return false;
+  (bytes == 4 ? lookup_avx512<uint32_t> : lookup_avx512<uint64_t>)(d, table, index);
+  return true;
+}
+
+bool shift_doublewords(shift_kind kind, uint8_t* d, const uint8_t* count, const uint8_t* p) {
+  if (sve_vl_bytes % 32 != 0 || !has_avx2()) return false;
+  switch (kind) {
+    case shift_kind::left: shift_avx2<shift_kind::left>(d, count, p); break;
+    case shift_kind::right: shift_avx2<shift_kind::right>(d, count, p); break;
+    case shift_kind::arith: shift_avx2<shift_kind::arith>(d, count, p); break;
+  }
+  return true;
+}
+
+#else
+
+bool shift_doublewords(shift_kind, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
+bool table_lookup(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
+
+#endif
+
+// Sixteen bytes at a time: the bytes widened to halfwords, multiplied and
+// summed in pairs to words (exact: a pair of byte products fits a word), and
+// adjacent pairs summed. Each accumulator is read before its place is
+// written, so d may be a source.
+bool dot_words(bool is_signed, uint8_t* d, const uint8_t* a, const uint8_t* b) {
+#if defined(__SSE4_1__)
+  auto widen = [is_signed](__m128i v) { return is_signed ? _mm_cvtepi8_epi16(v) : _mm_cvtepu8_epi16(v); };
+  for (unsigned i = 0; i < sve_vl_bytes; i += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a + i));
+    const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b + i));
+    const __m128i low = _mm_madd_epi16(widen(x), widen(y));
+    const __m128i high = _mm_madd_epi16(widen(_mm_srli_si128(x, 8)), widen(_mm_srli_si128(y, 8)));
+    __m128i* acc = reinterpret_cast<__m128i*>(d + i);
+    _mm_storeu_si128(acc, _mm_add_epi32(_mm_loadu_si128(acc), _mm_hadd_epi32(low, high)));
+  }
+  return true;
+#else
+  (void)is_signed, (void)d, (void)a, (void)b;
+  return false;
+#endif
+}
+
+// Each 16 bytes of the result come from two aligned 16-byte pieces of the
+// pair, the bytes picked by a shuffle: reads at an odd offset itself would
+// straddle the host's recent writes of the register, which the processor
+// cannot forward. The result is written over d in place: piece j of the
+// result reads pieces j and later.
+bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from) {
+#if defined(__SSSE3__)
+  // Byte k - 16 at k in [16, 32), else a shuffle index that gives 0.
+  alignas(16) static constexpr uint8_t picks[48] = {
+      0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
+      0,    1,    2,    3,    4,    5,    6,    7,    8,    9,    10,   11,   12,   13,   14,   15,
+      0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
+  constexpr unsigned vl = sve_vl_bytes, pieces = vl / 16;
+  const unsigned first = from / 16, shift = from % 16;
+  const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + 16 + shift));
+  const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + shift));
+  auto put = [&](unsigned j, const uint8_t* a, const uint8_t* b) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
+    const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16 * j), _mm_or_si128(_mm_shuffle_epi8(x, low), _mm_shuffle_epi8(y, high)));
+  };
+  // Pieces from d alone, the one across the join, pieces from m alone.
+  unsigned j = 0;
+  for (; first + j + 1 < pieces; ++j) put(j, d + 16 * (first + j), d + 16 * (first + j + 1));
+  put(j, d + vl - 16, m);
+  for (++j; j < pieces; ++j) put(j, m + 16 * (first + j - pieces), m + 16 * (first + j + 1 - pieces));
+  return true;
+#else
+  (void)d, (void)m, (void)from;
+  return false;
+#endif
+}
+
+}  // namespace sve::host
