@@ -110,11 +110,22 @@ template <FPRounding Mode, class F>
                                             : Mode == FPRounding_POSINF ? _MM_FROUND_TO_POS_INF
                                             : Mode == FPRounding_NEGINF ? _MM_FROUND_TO_NEG_INF
                                                                         : _MM_FROUND_TO_ZERO);
-  for (unsigned i = 0; i < n * sizeof(F); i += 16) {
+  auto round16 = [](F* p) {
     if constexpr (sizeof(F) == 4)
-      _mm_storeu_ps(v + i / 4, _mm_round_ps(_mm_loadu_ps(v + i / 4), mode));
+      _mm_storeu_ps(p, _mm_round_ps(_mm_loadu_ps(p), mode));
     else
-      _mm_storeu_pd(v + i / 8, _mm_round_pd(_mm_loadu_pd(v + i / 8), mode));
+      _mm_storeu_pd(p, _mm_round_pd(_mm_loadu_pd(p), mode));
+  };
+  constexpr unsigned per = 16 / sizeof(F);
+  unsigned i = 0;
+  for (; i + per <= n; i += per) round16(v + i);
+  // Fewer lanes than a register holds at the end (vector lengths that are
+  // not a multiple of 256 bits): through a register-sized buffer.
+  if (i < n) {
+    alignas(16) F part[per] = {};
+    std::memcpy(part, v + i, (n - i) * sizeof(F));
+    round16(part);
+    std::memcpy(v + i, part, (n - i) * sizeof(F));
   }
 }
 
