@@ -55,15 +55,15 @@ T divide(T n, T d) {
 // which truncates, gives the integer quotient. Unsigned words enter offset
 // by 2^31 to convert as signed ones. Zero and the unit divisor (-1 signed,
 // whose quotient may overflow; 1 unsigned, whose quotient may not fit a
-// signed word) divide by 1 and are replaced afterwards. Every choice is a
-// mask, so the loop vectorises.
+// signed word) compute 0 / 1, so that every conversion is in range, and are
+// replaced afterwards. Every choice is a mask, so the loop vectorises.
 template <bool Signed>
 uint32_t divide_word(uint32_t n, uint32_t d) {
   constexpr uint32_t bias = Signed ? 0 : 0x80000000u, unit = Signed ? ~0u : 1u;
   constexpr double offset = Signed ? 0.0 : 2147483648.0;
-  const uint32_t zero = 0u - uint32_t(d == 0), by_unit = 0u - uint32_t(d == unit);
-  const double x = double(int32_t(n ^ bias)) + offset;
-  const double y = double(int32_t(select(zero | by_unit, 1u ^ bias, d ^ bias))) + offset;
+  const uint32_t zero = 0u - uint32_t(d == 0), by_unit = 0u - uint32_t(d == unit), special = zero | by_unit;
+  const double x = double(int32_t(select(special, bias, n ^ bias))) + offset;
+  const double y = double(int32_t(select(special, 1u ^ bias, d ^ bias))) + offset;
   const uint32_t q = uint32_t(int32_t(x / y));
   return select(by_unit, Signed ? 0u - n : n, q) & ~zero;
 }
