@@ -81,7 +81,7 @@ constexpr const auto& table =
 template <class T>
 lane_set compare(relation rel, const uint8_t* x, const uint8_t* y, const T* active, FPSCR fpcr, T* r) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
-  return table<T>[host_avx2()][unsigned(rel)](x, y ? y : zeros, active, mask<T>(fpcr >> 24 & 1), r);
+  return table<T>[host::has_avx2()][unsigned(rel)](x, y ? y : zeros, active, mask<T>(fpcr >> 24 & 1), r);
 }
 
 #else

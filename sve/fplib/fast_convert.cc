@@ -187,7 +187,7 @@ template <class From, class To>
 lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
                  const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr, container<From, To>* r) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
-  return (host_avx2() ? run_avx2<From, To> : run_baseline<From, To>)(op, is_signed, rounding, x, active, fpcr, fpsr, r);
+  return (host::has_avx2() ? run_avx2<From, To> : run_baseline<From, To>)(op, is_signed, rounding, x, active, fpcr, fpsr, r);
 }
 
 #else

@@ -129,7 +129,7 @@ template <class T>
 lane_set recip_estimate(const uint8_t* x, const T* active, T* r) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
 #if defined(__x86_64__)
-  return (host_avx2() ? recip_avx2<T> : recip_baseline<T>)(x, active, r);
+  return (host::has_avx2() ? recip_avx2<T> : recip_baseline<T>)(x, active, r);
 #else
   return recip_lanes(x, active, r);
 #endif
@@ -139,7 +139,7 @@ template <class T>
 bool expa(const uint8_t* x, uint8_t* r) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return false;
 #if defined(__x86_64__)
-  (host_avx512() ? expa_avx512<T> : expa_baseline<T>)(x, r);
+  (host::has_avx512() ? expa_avx512<T> : expa_baseline<T>)(x, r);
 #else
   expa_lanes<T>(x, r);
 #endif

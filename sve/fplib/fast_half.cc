@@ -62,7 +62,7 @@ using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint16_t*, uin
 
 template <vop Op>
 runner pick_build() {
-  return host_avx2() ? &run_avx2<Op> : &run_baseline<Op>;
+  return host::has_avx2() ? &run_avx2<Op> : &run_baseline<Op>;
 }
 
 }  // namespace

@@ -134,10 +134,9 @@ template <FPRounding Mode, class F>
 inline bool host_rounds_to_nearest() { return (_mm_getcsr() & 0xe040) == 0; }
 
 // The fast paths have builds for AVX2 with FMA and for AVX-512 beside the
-// baseline one. With AVX-512 an unsigned compare or a blend is one
-// instruction, which makes the lane masks cheap.
-inline bool host_avx2() { return host::has_avx2(); }
-inline bool host_avx512() { return host::has_avx512(); }
+// baseline one, chosen by host::has_avx2() and host::has_avx512(). With
+// AVX-512 an unsigned compare or a blend is one instruction, which makes the
+// lane masks cheap.
 
 // GCC would otherwise vectorise these builds' loops 256 bits wide; clang
 // (the sanitizer build) has no such option.

@@ -120,13 +120,13 @@ template <class T>
 unsigned ordered_sum(T& value, const uint8_t* z, const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr) {
   const T fz = mask<T>(fpcr >> 24 & 1);
   if (!usable(fpcr) || unusual_addend(value, fz)) return 0;
-  return (host_avx2() ? ordered_avx2<T> : ordered_baseline<T>)(value, z, pg, fz, fpsr);
+  return (host::has_avx2() ? ordered_avx2<T> : ordered_baseline<T>)(value, z, pg, fz, fpsr);
 }
 
 template <class T>
 bool tree_sum(const uint8_t* z, const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, T& sum) {
   if (!usable(fpcr)) return false;
-  return (host_avx2() ? tree_avx2<T> : tree_baseline<T>)(z, pg, mask<T>(fpcr >> 24 & 1), fpsr, sum);
+  return (host::has_avx2() ? tree_avx2<T> : tree_baseline<T>)(z, pg, mask<T>(fpcr >> 24 & 1), fpsr, sum);
 }
 
 #else

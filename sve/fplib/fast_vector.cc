@@ -143,7 +143,7 @@ template <class T>
 lane_set vector(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* z, const T* active, FPSCR fpcr,
                 uint32_t& fpsr, T* r) {
   if (!fp_fast_path.load(std::memory_order_relaxed) || (fpcr >> 22 & 3) != FPRounding_TIEEVEN) return every_lane;
-  return runners<T>::table[host_avx512() ? 2 : host_avx2()][unsigned(op)](x, y, z, active, fpcr, fpsr, r);
+  return runners<T>::table[host::has_avx512() ? 2 : host::has_avx2()][unsigned(op)](x, y, z, active, fpcr, fpsr, r);
 }
 
 #else
