@@ -36,7 +36,10 @@ template <class From, class To, bool Signed>
       f = F(int64_t(v));
     else
       f = F(v);
-    r[i] = pick(active[i], C(std::bit_cast<To>(f)), r[i]);
+    // A compiler may convert an unsigned doubleword by subtracting a bias,
+    // whose exact zero is -0 when rounding down; such a result has no sign.
+    const To bits = Signed || sizeof(From) == 4 ? std::bit_cast<To>(f) : magnitude(std::bit_cast<To>(f));
+    r[i] = pick(active[i], C(bits), r[i]);
   }
   if (host.stop() & mx_inexact) fp_set_status(fpsr, FP_IXC);
   return 0;

@@ -132,6 +132,7 @@ TEST(FastPath, ConversionLimitsAgreeWithTheExactLibrary) {
       {"2^31 into a word", "VecS64_4FromDVM", vm, 0, 0, 0x41e0000000000000, 0, true},
       {"a single just below -2^63", "VecS64_8FromFVM", vm, 0, 0, 0xdf000001, 0, true},
       {"the largest unsigned, rounded up", "VecD64FromU8VM", vm, UP, 0, 0xffffffffffffffff, 0, true},
+      {"unsigned zero rounded down", "VecD64FromU8VM", vm, DOWN, 0, 0, 0, true},
       {"an unsigned doubleword to single, up", "VecF64FromU8VM", vm, UP, 0, 0x8000000000000001, 0, true},
       {"a signed doubleword to single", "VecF64FromS8VM", vm, 0, 0, 0x7fffffffffffffff, 0, true},
       {"a denormal single widened", "VecD64ExtndFVM", vm, 0, 0, 0x00000001, 0, true},
