@@ -19,7 +19,7 @@ template <class T>
 uint64_t count_both(const uint8_t* a, const uint8_t* b) {
   byte_piece lead;
   for (unsigned i = 0; i < sizeof lead; ++i) lead[i] = i % sizeof(T) == 0;
-  return bytewise_count([lead](byte_piece x, byte_piece y) { return x & y & lead; }, a, b);
+  return bytewise_count([lead](byte_piece& r, byte_piece x, byte_piece y) { r = x & y & lead; }, a, b);
 }
 
 }  // namespace

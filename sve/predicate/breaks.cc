@@ -28,14 +28,14 @@ unsigned first_both(const uint8_t* a, const uint8_t* b) {
 // others 0; inactive bytes are 0, or keep their old value when merging.
 void break_bytes(uint8_t* pd, const uint8_t* g, unsigned end, bool merging) {
   if (!merging) {
-    bytewise(pd, [](byte_piece g, byte_piece below) { return g & below; }, g, prefix_bytes<uint8_t>(end));
+    bytewise(pd, [](auto& r, const auto& g, const auto& below) { r = g & below; }, g, prefix_bytes<uint8_t>(end));
     return;
   }
   bytewise(
       pd,
-      [](byte_piece g, byte_piece below, byte_piece old) {
-        byte_piece active = -(g & 1);
-        return (active & below) | (~active & old);
+      [](auto& r, const auto& g, const auto& below, const auto& old) {
+        const piece_of<decltype(g)> active = -(g & 1);
+        r = (active & below) | (~active & old);
       },
       g, prefix_bytes<uint8_t>(end), pd);
 }

@@ -16,37 +16,42 @@ namespace {
 // true, 0 elsewhere.
 template <class Op>
 aarch64_decode_rc logic(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm, Op op) {
-  bytewise(s->p[pd.reg], [op](byte_piece g, byte_piece n, byte_piece m) { return g & op(n, m) & 1; },
-           s->p[pg.reg], s->p[pn.reg], s->p[pm.reg]);
+  bytewise(
+      s->p[pd.reg],
+      [op](auto& r, const auto& g, const auto& n, const auto& m) {
+        op(r, n, m);
+        r &= g & 1;
+      },
+      s->p[pg.reg], s->p[pn.reg], s->p[pm.reg]);
   return aarch64_decode_ok;
 }
 
 }  // namespace
 
 aarch64_decode_rc sve_and_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a & b; });
+  return logic(s, pd, pg, pn, pm, [](auto& r, const auto& a, const auto& b) { r = a & b; });
 }
 aarch64_decode_rc sve_bic_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a & ~b; });
+  return logic(s, pd, pg, pn, pm, [](auto& r, const auto& a, const auto& b) { r = a & ~b; });
 }
 aarch64_decode_rc sve_orr_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a | b; });
+  return logic(s, pd, pg, pn, pm, [](auto& r, const auto& a, const auto& b) { r = a | b; });
 }
 aarch64_decode_rc sve_eor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return a ^ b; });
+  return logic(s, pd, pg, pn, pm, [](auto& r, const auto& a, const auto& b) { r = a ^ b; });
 }
 // NOR tests its operands as whole bytes: the result is 1 when both are 0.
 aarch64_decode_rc sve_nor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](byte_piece a, byte_piece b) { return byte_piece((a | b) == 0); });
+  return logic(s, pd, pg, pn, pm, [](auto& r, const auto& a, const auto& b) { r = piece_of<decltype(r)>((a | b) == 0); });
 }
 
 // SEL writes every byte: Pn where Pg is true, Pm elsewhere.
 aarch64_decode_rc sve_sel_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
   bytewise(
       s->p[pd.reg],
-      [](byte_piece g, byte_piece n, byte_piece m) {
-        byte_piece take_n = -(g & 1);
-        return (n & take_n) | (m & ~take_n);
+      [](auto& r, const auto& g, const auto& n, const auto& m) {
+        const piece_of<decltype(g)> take_n = -(g & 1);
+        r = (n & take_n) | (m & ~take_n);
       },
       s->p[pg.reg], s->p[pn.reg], s->p[pm.reg]);
   return aarch64_decode_ok;

@@ -60,7 +60,7 @@ aarch64_decode_rc sve_punpkhi_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg p
 }
 
 aarch64_decode_rc sve_rdffr_pp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg) {
-  bytewise(s->p[pd.reg], [](byte_piece f, byte_piece g) { return f & g; }, s->ffr, s->p[pg.reg]);
+  bytewise(s->p[pd.reg], [](auto& r, const auto& f, const auto& g) { r = f & g; }, s->ffr, s->p[pg.reg]);
   return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_rdffr_p(cpu_state* s, aarch64_p_reg pd) {

@@ -5,10 +5,6 @@
 
 namespace sve::host {
 
-namespace {
-
-enum class level { baseline, fma, avx2, avx512 };
-
 level find_level() {
 #if defined(__x86_64__)
   __builtin_cpu_init();
@@ -26,16 +22,5 @@ level find_level() {
   return level::baseline;
 #endif
 }
-
-level host_level() {
-  static const level l = find_level();
-  return l;
-}
-
-}  // namespace
-
-bool has_fma() { return host_level() >= level::fma; }
-bool has_avx2() { return host_level() >= level::avx2; }
-bool has_avx512() { return host_level() >= level::avx512; }
 
 }  // namespace sve::host
