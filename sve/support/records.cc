@@ -1,5 +1,7 @@
 #include "records.h"
 
+#include "host_isa.h"
+
 namespace sve {
 
 namespace {
@@ -23,34 +25,65 @@ uint64_t spread_bits(uint64_t bits) {
 }  // namespace
 
 // Each packed word is built in a register. On x86, pmovmskb takes the top
-// bits of sixteen bytes at once, where a shift by 7 has put their bit 0;
-// elsewhere eight bytes at a time go through gather_bits.
-PredV pack(const uint8_t* bytes) {
-  PredV p{};
+// bits of sixteen bytes at once (thirty-two with AVX2), where a shift of the
+// 16-bit lanes by 7 has put the bit 0 of both their bytes; elsewhere eight
+// bytes at a time go through gather_bits.
 #if defined(__SSE2__)
-  using bytes16 = uint8_t __attribute__((vector_size(16)));
-  using chars16 = char __attribute__((vector_size(16)));
-  for (unsigned k = 0; k < 4; ++k) {
-    uint64_t w = 0;
-    for (unsigned j = 0; j < 4 && 64 * k + 16 * j < sve_vl_bytes; ++j) {
-      bytes16 v;
-      std::memcpy(&v, bytes + 64 * k + 16 * j, 16);
-      w |= uint64_t(unsigned(__builtin_ia32_pmovmskb128(chars16(v << 7)))) << 16 * j;
-    }
-    p.w[k] = w;
+namespace {
+
+using halves16 = uint16_t __attribute__((vector_size(16)));
+using chars16 = char __attribute__((vector_size(16)));
+
+uint64_t top_bits(const uint8_t* bytes) {
+  halves16 v;
+  std::memcpy(&v, bytes, 16);
+  return unsigned(__builtin_ia32_pmovmskb128(chars16(v << 7)));
+}
+
+[[gnu::target("avx2")]] PredV pack_avx2(const uint8_t* bytes) {
+  using halves32 = uint16_t __attribute__((vector_size(32)));
+  using chars32 = char __attribute__((vector_size(32)));
+  PredV p{};
+  unsigned i = 0;
+  for (; i + 32 <= sve_vl_bytes; i += 32) {
+    halves32 v;
+    std::memcpy(&v, bytes + i, 32);
+    p.w[i / 64] |= uint64_t(unsigned(__builtin_ia32_pmovmskb256(chars32(v << 7)))) << i % 64;
   }
-#else
+  if (i < sve_vl_bytes) p.w[i / 64] |= top_bits(bytes + i) << i % 64;
+  return p;
+}
+
+}  // namespace
+#endif
+
+namespace {
+
+PredV pack_baseline(const uint8_t* bytes) {
+  PredV p{};
   for (unsigned k = 0; k < 4; ++k) {
     uint64_t w = 0;
+#if defined(__SSE2__)
+    for (unsigned j = 0; j < 4 && 64 * k + 16 * j < sve_vl_bytes; ++j) w |= top_bits(bytes + 64 * k + 16 * j) << 16 * j;
+#else
     for (unsigned j = 0; j < 8 && 64 * k + 8 * j < sve_vl_bytes; ++j) {
       uint64_t v;
       std::memcpy(&v, bytes + 64 * k + 8 * j, 8);
       w |= uint64_t(gather_bits(v)) << 8 * j;
     }
+#endif
     p.w[k] = w;
   }
-#endif
   return p;
+}
+
+}  // namespace
+
+PredV pack(const uint8_t* bytes) {
+#if defined(__SSE2__)
+  if (host::has_avx2()) return pack_avx2(bytes);
+#endif
+  return pack_baseline(bytes);
 }
 
 void unpack(const PredV& p, uint8_t* bytes) {
