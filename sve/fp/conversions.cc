@@ -74,11 +74,10 @@ aarch64_decode_rc convert_lanes(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg
                                 fast::conversion op, bool is_signed, FPRounding rounding, Element element) {
   using C = container<From, To>;
   const uint8_t* a = s->z[zn.reg];
+  uint8_t* d = s->z[zd.reg];
+  const uint8_t* p = s->p[pg.reg];
   return fp_kernel_vector<C>(
-      s->z[zd.reg], s->p[pg.reg],
-      [&](const C* active, C* r) {
-        return fast::convert<From, To>(op, is_signed, rounding, a, active, s->fpcr | s->fpcr_high, s->fpsr, r);
-      },
+      d, p, [&] { return fast::convert<From, To>(op, is_signed, rounding, a, p, s->fpcr | s->fpcr_high, s->fpsr, d); },
       [&](unsigned i) { return C(element(From(load<C>(a + i * sizeof(C))))); });
 }
 

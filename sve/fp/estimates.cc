@@ -34,8 +34,9 @@ aarch64_decode_rc sve_frecpe_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn
   const uint8_t* a = s->z[zn.reg];
   return by_size<Z_D, Z_S>(zd.elem, [&](auto t) {
     using T = decltype(t);
+    uint8_t* d = s->z[zd.reg];
     return fp_kernel_vector<T>(
-        s->z[zd.reg], nullptr, [&](const T* active, T* r) { return fast::recip_estimate<T>(a, active, r); },
+        d, nullptr, [&] { return fast::recip_estimate<T>(a, d); },
         [&](unsigned i) { return fp_kernel_element<op_frecpe>(s, load<T>(a + i * sizeof(T))); });
   });
 }

@@ -168,24 +168,17 @@ inline aarch64_decode_rc fp_kernel_merge(cpu_state* s, aarch64_z_reg zd, aarch64
 }
 
 // The kernel loop of the whole-vector fast paths over the element C of the
-// destination d: `fast(active, r)` computes what it can of the active lanes
-// (all of them when pg is null) into r, which holds the destination's old
-// elements, and returns the lanes that it left; `element(i)` computes lane
-// i of those one by one. The destination may also be a source: it is
-// written at the end.
+// destination d: `fast()` computes what it can of the active lanes (all of
+// them when pg is null) into d and returns the lanes that it left, which
+// keep their value; `element(i)` computes lane i of those one by one from
+// lane i of the sources, and so goes straight to d even when d is also a
+// source.
 template <class C, class Fast, class Element>
 inline aarch64_decode_rc fp_kernel_vector(uint8_t* d, const uint8_t* pg, Fast&& fast, Element&& element) {
-  constexpr unsigned n = fast::lanes<C>;
-  alignas(32) C active[n], r[n];
-  for (unsigned i = 0; i < n; ++i) {
-    active[i] = pg ? active_mask<C>(pg, i * sizeof(C)) : C(~C(0));
-    r[i] = load<C>(d + i * sizeof(C));
-  }
-  const fast::lane_set left = fast(static_cast<const C*>(active), r);
+  const fast::lane_set left = fast();
   if (left)
-    for (unsigned i = 0; i < n; ++i)
-      if (active[i] && (left >> i & 1)) r[i] = C(element(i));
-  std::memcpy(d, r, sve_vl_bytes);
+    for (unsigned i = 0; i < fast::lanes<C>; ++i)
+      if ((left >> i & 1) && (!pg || active_mask<C>(pg, i * sizeof(C)))) store<C>(d + i * sizeof(C), C(element(i)));
   return aarch64_decode_ok;
 }
 
@@ -204,16 +197,17 @@ inline aarch64_decode_rc fp_kernel_lanes(cpu_state* s, aarch64_z_reg zd, const u
     const auto src = operands(e, scratch);
     constexpr unsigned k = std::tuple_size_v<decltype(src)>;
     const auto operand = [&](unsigned j) { return j < k ? src[j] : nullptr; };
+    uint8_t* d = s->z[zd.reg];
     return fp_kernel_vector<T>(
-        s->z[zd.reg], pg,
-        [&](const T* active, T* r) {
+        d, pg,
+        [&] {
           const FPSCR fpcr = s->fpcr | s->fpcr_high;
           if constexpr (!requires { Op::vector; })
             return fast::every_lane;
           else if constexpr (sizeof(T) == 2)
-            return fast::vector_half(Op::vector, operand(0), operand(1), active, fpcr, s->fpsr, r);
+            return fast::vector_half(Op::vector, operand(0), operand(1), pg, fpcr, s->fpsr, d);
           else
-            return fast::vector<T>(Op::vector, operand(0), operand(1), operand(2), active, fpcr, s->fpsr, r);
+            return fast::vector<T>(Op::vector, operand(0), operand(1), operand(2), pg, fpcr, s->fpsr, d);
         },
         [&](unsigned i) {
           return [&]<size_t... j>(std::index_sequence<j...>) {

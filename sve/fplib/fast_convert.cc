@@ -173,44 +173,48 @@ template <class From, class To>
 
 // The baseline build and the AVX2 build.
 template <class From, class To>
-lane_set run_baseline(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
-                      const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr, container<From, To>* r) {
-  return run<From, To>(op, is_signed, rounding, x, active, fpcr, fpsr, r);
+[[gnu::always_inline]] inline lane_set run_frame(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
+                                                 const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
+  frame<container<From, To>> f(pg, d);
+  return f.finish(run<From, To>(op, is_signed, rounding, x, f.active, fpcr, fpsr, f.r), d);
+}
+template <class From, class To>
+lane_set run_baseline(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x, const uint8_t* pg,
+                      FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
+  return run_frame<From, To>(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
 }
 template <class From, class To>
 [[gnu::target("avx2")]] lane_set run_avx2(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
-                                          const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr,
-                                          container<From, To>* r) {
-  return run<From, To>(op, is_signed, rounding, x, active, fpcr, fpsr, r);
+                                          const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
+  return run_frame<From, To>(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
 }
 
 }  // namespace
 
 template <class From, class To>
-lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
-                 const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr, container<From, To>* r) {
+lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x, const uint8_t* pg, FPSCR fpcr,
+                 uint32_t& fpsr, uint8_t* d) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
-  return (host::has_avx2() ? run_avx2<From, To> : run_baseline<From, To>)(op, is_signed, rounding, x, active, fpcr, fpsr, r);
+  return (host::has_avx2() ? run_avx2<From, To> : run_baseline<From, To>)(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
 }
 
 #else
 
 // Other hosts convert with their own instructions or the library.
 template <class From, class To>
-lane_set convert(conversion, bool, FPRounding, const uint8_t*, const container<From, To>*, FPSCR, uint32_t&,
-                 container<From, To>*) {
+lane_set convert(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR, uint32_t&, uint8_t*) {
   return every_lane;
 }
 
 #endif
 
-template lane_set convert<uint32_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint32_t*, FPSCR,
-                                              uint32_t&, uint32_t*);
-template lane_set convert<uint32_t, uint64_t>(conversion, bool, FPRounding, const uint8_t*, const uint64_t*, FPSCR,
-                                              uint32_t&, uint64_t*);
-template lane_set convert<uint64_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint64_t*, FPSCR,
-                                              uint32_t&, uint64_t*);
-template lane_set convert<uint64_t, uint64_t>(conversion, bool, FPRounding, const uint8_t*, const uint64_t*, FPSCR,
-                                              uint32_t&, uint64_t*);
+template lane_set convert<uint32_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR,
+                                              uint32_t&, uint8_t*);
+template lane_set convert<uint32_t, uint64_t>(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR,
+                                              uint32_t&, uint8_t*);
+template lane_set convert<uint64_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR,
+                                              uint32_t&, uint8_t*);
+template lane_set convert<uint64_t, uint64_t>(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR,
+                                              uint32_t&, uint8_t*);
 
 }  // namespace sve::fast

@@ -37,13 +37,13 @@ enum class conversion : uint8_t {
 template <class A, class B>
 using container = std::conditional_t<(sizeof(A) > sizeof(B)), A, B>;
 
-// op on the lanes of x (From in the low bits of each container) whose
-// `active` entry is all ones: the results, extended to the container by
-// their sign when `is_signed`, go to those lanes of r and the status to
-// fpsr. Returns the active lanes that it left to the caller. `rounding` is
-// the mode of the rounding conversions (the FPCR's for FRINTI and FRINTX).
+// op on the lanes of x (From in the low bits of each container), as
+// `vector` does its operation: the results, extended to the container by
+// their sign when `is_signed`, go to d and the status to fpsr. `rounding`
+// is the mode of the rounding conversions (the FPCR's for FRINTI and
+// FRINTX).
 template <class From, class To>
-lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
-                 const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr, container<From, To>* r);
+lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x, const uint8_t* pg, FPSCR fpcr,
+                 uint32_t& fpsr, uint8_t* d);
 
 }  // namespace sve::fast

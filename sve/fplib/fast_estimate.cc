@@ -73,12 +73,14 @@ template <class T>
 #if defined(__x86_64__)
 // The baseline build and the AVX2 build.
 template <class T>
-lane_set recip_baseline(const uint8_t* x, const T* active, T* r) {
-  return recip_lanes(x, active, r);
+lane_set recip_baseline(const uint8_t* x, uint8_t* d) {
+  frame<T> f(nullptr, d);
+  return f.finish(recip_lanes(x, f.active, f.r), d);
 }
 template <class T>
-[[gnu::target("avx2")]] lane_set recip_avx2(const uint8_t* x, const T* active, T* r) {
-  return recip_lanes(x, active, r);
+[[gnu::target("avx2")]] lane_set recip_avx2(const uint8_t* x, uint8_t* d) {
+  frame<T> f(nullptr, d);
+  return f.finish(recip_lanes(x, f.active, f.r), d);
 }
 template <class T>
 void expa_baseline(const uint8_t* x, uint8_t* r) {
@@ -126,12 +128,13 @@ template <class T>
 }  // namespace
 
 template <class T>
-lane_set recip_estimate(const uint8_t* x, const T* active, T* r) {
+lane_set recip_estimate(const uint8_t* x, uint8_t* d) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
 #if defined(__x86_64__)
-  return (host::has_avx2() ? recip_avx2<T> : recip_baseline<T>)(x, active, r);
+  return (host::has_avx2() ? recip_avx2<T> : recip_baseline<T>)(x, d);
 #else
-  return recip_lanes(x, active, r);
+  frame<T> f(nullptr, d);
+  return f.finish(recip_lanes(x, f.active, f.r), d);
 #endif
 }
 
@@ -146,8 +149,8 @@ bool expa(const uint8_t* x, uint8_t* r) {
   return true;
 }
 
-template lane_set recip_estimate<uint32_t>(const uint8_t*, const uint32_t*, uint32_t*);
-template lane_set recip_estimate<uint64_t>(const uint8_t*, const uint64_t*, uint64_t*);
+template lane_set recip_estimate<uint32_t>(const uint8_t*, uint8_t*);
+template lane_set recip_estimate<uint64_t>(const uint8_t*, uint8_t*);
 template bool expa<uint16_t>(const uint8_t*, uint8_t*);
 template bool expa<uint32_t>(const uint8_t*, uint8_t*);
 template bool expa<uint64_t>(const uint8_t*, uint8_t*);

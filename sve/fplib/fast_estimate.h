@@ -12,11 +12,11 @@
 
 namespace sve::fast {
 
-// FRECPE on the lanes of x whose `active` entry is all ones: normal
-// operands whose reciprocal is normal get their estimate in r, which raises
-// nothing. Returns the active lanes that it left to the caller.
+// FRECPE on every lane of x, as `vector` does its operation: normal
+// operands whose reciprocal is normal get their estimate in d, which raises
+// nothing.
 template <class T>
-lane_set recip_estimate(const uint8_t* x, const T* active, T* r);
+lane_set recip_estimate(const uint8_t* x, uint8_t* d);
 
 // FEXPA of every lane of x into the vector r, which may be x itself (single
 // and double precision, or half precision). Returns false, having changed

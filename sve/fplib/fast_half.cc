@@ -48,17 +48,19 @@ template <vop Op>
 }
 
 template <vop Op>
-lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint16_t* active, uint16_t fz16, uint32_t& fpsr,
-                      uint16_t* r) {
-  return run<Op>(x, y, active, fz16, fpsr, r);
+lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint8_t* pg, uint16_t fz16, uint32_t& fpsr,
+                      uint8_t* d) {
+  frame<uint16_t> f(pg, d);
+  return f.finish(run<Op>(x, y, f.active, fz16, fpsr, f.r), d);
 }
 template <vop Op>
-[[gnu::target("avx2")]] lane_set run_avx2(const uint8_t* x, const uint8_t* y, const uint16_t* active, uint16_t fz16,
-                                          uint32_t& fpsr, uint16_t* r) {
-  return run<Op>(x, y, active, fz16, fpsr, r);
+[[gnu::target("avx2")]] lane_set run_avx2(const uint8_t* x, const uint8_t* y, const uint8_t* pg, uint16_t fz16,
+                                          uint32_t& fpsr, uint8_t* d) {
+  frame<uint16_t> f(pg, d);
+  return f.finish(run<Op>(x, y, f.active, fz16, fpsr, f.r), d);
 }
 
-using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint16_t*, uint16_t, uint32_t&, uint16_t*);
+using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint8_t*, uint16_t, uint32_t&, uint8_t*);
 
 template <vop Op>
 runner pick_build() {
@@ -67,19 +69,19 @@ runner pick_build() {
 
 }  // namespace
 
-lane_set vector_half(vop op, const uint8_t* x, const uint8_t* y, const uint16_t* active, FPSCR fpcr, uint32_t& fpsr,
-                     uint16_t* r) {
+lane_set vector_half(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr,
+                     uint8_t* d) {
   if (!fp_fast_path.load(std::memory_order_relaxed) || (fpcr >> 22 & 3) != FPRounding_TIEEVEN ||
       !host_rounds_to_nearest())
     return every_lane;
   const uint16_t fz16 = mask<uint16_t>(fpcr >> 19 & 1);
   switch (op) {
     case vop::add:
-      return pick_build<vop::add>()(x, y, active, fz16, fpsr, r);
+      return pick_build<vop::add>()(x, y, pg, fz16, fpsr, d);
     case vop::sub:
-      return pick_build<vop::sub>()(x, y, active, fz16, fpsr, r);
+      return pick_build<vop::sub>()(x, y, pg, fz16, fpsr, d);
     case vop::mul:
-      return pick_build<vop::mul>()(x, y, active, fz16, fpsr, r);
+      return pick_build<vop::mul>()(x, y, pg, fz16, fpsr, d);
     default:
       return every_lane;
   }
@@ -88,7 +90,7 @@ lane_set vector_half(vop op, const uint8_t* x, const uint8_t* y, const uint16_t*
 #else
 
 // Other hosts compute half precision with the library.
-lane_set vector_half(vop, const uint8_t*, const uint8_t*, const uint16_t*, FPSCR, uint32_t&, uint16_t*) {
+lane_set vector_half(vop, const uint8_t*, const uint8_t*, const uint8_t*, FPSCR, uint32_t&, uint8_t*) {
   return every_lane;
 }
 

@@ -20,7 +20,7 @@
 namespace sve::fast {
 
 // As `vector`, for the operations add, sub and mul; any other is left whole.
-lane_set vector_half(vop op, const uint8_t* x, const uint8_t* y, const uint16_t* active, FPSCR fpcr, uint32_t& fpsr,
-                     uint16_t* r);
+lane_set vector_half(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr,
+                     uint8_t* d);
 
 }  // namespace sve::fast

@@ -82,6 +82,31 @@ template <class T>
            (nonzero_below<T>(m, min_normal) & fz));
 }
 
+// The lanes of a whole-vector fast path: `active` from the predicate's
+// bytes pg (every lane when pg is null) and `r` the destination's old lanes,
+// which `finish` writes back to d unless the caller is left every lane.
+// Built and written back inside the fast path's own build: its wide loads
+// of arrays that a narrower build had just stored would wait for those
+// stores to reach the cache, and so would the caller's next fast path
+// after a narrower copy into the register.
+template <class T>
+struct frame {
+  alignas(64) T active[lanes<T>];
+  alignas(64) T r[lanes<T>];
+
+  [[gnu::always_inline]] frame(const uint8_t* pg, const uint8_t* d) {
+    std::memcpy(r, d, sve_vl_bytes);
+    if (pg)
+      for (unsigned i = 0; i < lanes<T>; ++i) active[i] = T(T(0) - T(lane<T>(pg, i) & 1));
+    else
+      std::memset(active, 0xff, sve_vl_bytes);
+  }
+  [[gnu::always_inline]] lane_set finish(lane_set left, uint8_t* d) const {
+    if (left != every_lane) std::memcpy(d, r, sve_vl_bytes);
+    return left;
+  }
+};
+
 // The active lanes that are not done, as a lane set: what a fast path
 // leaves to its caller.
 template <class T>
@@ -160,17 +185,20 @@ inline uint32_t mxcsr_rounding(FPSCR fpcr) {
 // The host status of what runs between start() and stop(), with the
 // caller's MXCSR saved and restored. The operands and results of that work
 // must go through memory: the status instructions are told they may touch
-// any of it, so the compiler keeps the arithmetic between them.
+// any of it, so the compiler keeps the arithmetic between them. Writing
+// MXCSR costs more than the arithmetic of a whole vector on some hosts, so
+// it is written only when it differs: at the start when the caller's is not
+// the control word (most often it is), at the stop when a flag was raised.
 class host_status {
  public:
   explicit host_status(uint32_t control = mxcsr_clean) {
-    asm volatile("stmxcsr %0" : "=m"(saved_));
-    asm volatile("ldmxcsr %0" : : "m"(control) : "memory");
+    asm volatile("stmxcsr %0" : "=m"(saved_) : : "memory");
+    if (saved_ != control) asm volatile("ldmxcsr %0" : : "m"(control) : "memory");
   }
   uint32_t stop() {
     uint32_t status;
     asm volatile("stmxcsr %0" : "=m"(status) : : "memory");
-    asm volatile("ldmxcsr %0" : : "m"(saved_));
+    if (status != saved_) asm volatile("ldmxcsr %0" : : "m"(saved_) : "memory");
     return status;
   }
 

@@ -97,29 +97,36 @@ template <class T, vop Op>
   return any_left ? left_lanes(active, settled) : 0;
 }
 
-using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint8_t*, const void*, FPSCR, uint32_t&, void*);
+using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint8_t*, const uint8_t*, FPSCR, uint32_t&, uint8_t*);
+
+template <class T, vop Op>
+[[gnu::always_inline]] inline lane_set run_frame(const uint8_t* x, const uint8_t* y, const uint8_t* z,
+                                                 const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
+  frame<T> f(pg, d);
+  return f.finish(run<T, Op>(x, y, z, f.active, fpcr, fpsr, f.r), d);
+}
 
 // The three builds of each operation: the baseline instruction set, which
 // has no fused multiply-add, AVX2 with FMA, and AVX-512, where the
 // processor has them.
 template <class T, vop Op>
-lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint8_t* z, const void* active, FPSCR fpcr,
-                      uint32_t& fpsr, void* r) {
+lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint8_t* z, const uint8_t* pg, FPSCR fpcr,
+                      uint32_t& fpsr, uint8_t* d) {
   if constexpr (fused(Op))
     return every_lane;
   else
-    return run<T, Op>(x, y, z, static_cast<const T*>(active), fpcr, fpsr, static_cast<T*>(r));
+    return run_frame<T, Op>(x, y, z, pg, fpcr, fpsr, d);
 }
 template <class T, vop Op>
-[[gnu::target("avx2,fma")]] lane_set run_avx2(const uint8_t* x, const uint8_t* y, const uint8_t* z, const void* active,
-                                              FPSCR fpcr, uint32_t& fpsr, void* r) {
-  return run<T, Op>(x, y, z, static_cast<const T*>(active), fpcr, fpsr, static_cast<T*>(r));
+[[gnu::target("avx2,fma")]] lane_set run_avx2(const uint8_t* x, const uint8_t* y, const uint8_t* z, const uint8_t* pg,
+                                              FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
+  return run_frame<T, Op>(x, y, z, pg, fpcr, fpsr, d);
 }
 
 template <class T, vop Op>
-[[SVE_TARGET_AVX512]] lane_set run_avx512(
-    const uint8_t* x, const uint8_t* y, const uint8_t* z, const void* active, FPSCR fpcr, uint32_t& fpsr, void* r) {
-  return run<T, Op>(x, y, z, static_cast<const T*>(active), fpcr, fpsr, static_cast<T*>(r));
+[[SVE_TARGET_AVX512]] lane_set run_avx512(const uint8_t* x, const uint8_t* y, const uint8_t* z, const uint8_t* pg,
+                                          FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
+  return run_frame<T, Op>(x, y, z, pg, fpcr, fpsr, d);
 }
 
 template <class T>
@@ -140,25 +147,25 @@ struct runners {
 }  // namespace
 
 template <class T>
-lane_set vector(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* z, const T* active, FPSCR fpcr,
-                uint32_t& fpsr, T* r) {
+lane_set vector(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* z, const uint8_t* pg, FPSCR fpcr,
+                uint32_t& fpsr, uint8_t* d) {
   if (!fp_fast_path.load(std::memory_order_relaxed) || (fpcr >> 22 & 3) != FPRounding_TIEEVEN) return every_lane;
-  return runners<T>::table[host::has_avx512() ? 2 : host::has_avx2()][unsigned(op)](x, y, z, active, fpcr, fpsr, r);
+  return runners<T>::table[host::has_avx512() ? 2 : host::has_avx2()][unsigned(op)](x, y, z, pg, fpcr, fpsr, d);
 }
 
 #else
 
 // Other hosts compute with their own instructions on the direct route.
 template <class T>
-lane_set vector(vop, const uint8_t*, const uint8_t*, const uint8_t*, const T*, FPSCR, uint32_t&, T*) {
+lane_set vector(vop, const uint8_t*, const uint8_t*, const uint8_t*, const uint8_t*, FPSCR, uint32_t&, uint8_t*) {
   return every_lane;
 }
 
 #endif
 
-template lane_set vector<uint32_t>(vop, const uint8_t*, const uint8_t*, const uint8_t*, const uint32_t*, FPSCR,
-                                   uint32_t&, uint32_t*);
-template lane_set vector<uint64_t>(vop, const uint8_t*, const uint8_t*, const uint8_t*, const uint64_t*, FPSCR,
-                                   uint32_t&, uint64_t*);
+template lane_set vector<uint32_t>(vop, const uint8_t*, const uint8_t*, const uint8_t*, const uint8_t*, FPSCR,
+                                   uint32_t&, uint8_t*);
+template lane_set vector<uint64_t>(vop, const uint8_t*, const uint8_t*, const uint8_t*, const uint8_t*, FPSCR,
+                                   uint32_t&, uint8_t*);
 
 }  // namespace sve::fast

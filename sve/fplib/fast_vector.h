@@ -35,11 +35,17 @@ using lane_set = unsigned __int128;
 static_assert(lanes<uint16_t> <= 128);
 inline constexpr lane_set every_lane = ~lane_set(0);
 
-// op on the lanes of the operand vectors x, y and z (those that op takes)
-// whose `active` entry is all ones: the results go to those lanes of r and
-// inexact to fpsr. Returns the active lanes that it left to the caller.
+// Every whole-vector fast path computes what it can of the lanes that the
+// predicate pg makes active (all of them when pg is null) and returns the
+// active lanes that it left to its caller. It writes the lanes that it
+// computed to the destination d, which may also be a source, after reading
+// its sources; the lanes that it leaves keep their value, and when it leaves
+// every lane (`every_lane`) d is unchanged.
+
+// op on the lanes of the operand vectors x, y and z (those that op takes),
+// with inexact to fpsr.
 template <class T>
-lane_set vector(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* z, const T* active, FPSCR fpcr,
-                uint32_t& fpsr, T* r);
+lane_set vector(vop op, const uint8_t* x, const uint8_t* y, const uint8_t* z, const uint8_t* pg, FPSCR fpcr,
+                uint32_t& fpsr, uint8_t* d);
 
 }  // namespace sve::fast
