@@ -18,9 +18,13 @@ aarch64_decode_rc compare_loop(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg,
   pred_bytes r;
   const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg];
   uint8_t* out = pd.reg == pg.reg ? r.b : s->p[pd.reg];
-  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T))
-    store<T>(out + i, T(load<T>(g + i) & 1 & cond(load<T>(a + i), i)));
-  sve_ptest<T>(s, g, out);
+  T any = 0;
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) {
+    const T v = T(load<T>(g + i) & 1 & cond(load<T>(a + i), i));
+    store<T>(out + i, v);
+    any |= v;
+  }
+  sve_ptest<T>(s, g, out, any != 0);
   if (out == r.b) std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
   return aarch64_decode_ok;
 }

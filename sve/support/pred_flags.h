@@ -11,21 +11,26 @@
 namespace sve {
 
 // Elements of sizeof(T) bytes over a vector; an element's bit is bit 0 of its
-// first byte. Only bits 31..28 of nzcv change.
+// first byte. Only bits 31..28 of nzcv change. `any` tells whether an active
+// element of the result is true, for a caller that knows it from building
+// the result.
 template <class T>
-void sve_ptest(cpu_state* s, const uint8_t* mask, const uint8_t* result) {
+void sve_ptest(cpu_state* s, const uint8_t* mask, const uint8_t* result, bool any) {
   constexpr uint64_t lead = lead_bits<T>;
   int first = first_set_byte([&](unsigned k) { return pred_word(mask, k) & lead; });
-  uint64_t n = 0, z = 1, c = 1;
+  uint64_t n = 0, c = 1;
   if (first >= 0) {
     int last = last_set_byte([&](unsigned k) { return pred_word(mask, k) & lead; });
-    uint64_t any = 0;
-    for (unsigned k = 0; k < pred_words; ++k) any |= pred_word(mask, k) & pred_word(result, k);
     n = result[first] & 1;
-    z = (any & lead) == 0;
     c = !(result[last] & 1);
   }
-  s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | n << 31 | z << 30 | c << 29;
+  s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | n << 31 | uint64_t(!any) << 30 | c << 29;
+}
+template <class T>
+void sve_ptest(cpu_state* s, const uint8_t* mask, const uint8_t* result) {
+  uint64_t any = 0;
+  for (unsigned k = 0; k < pred_words; ++k) any |= pred_word(mask, k) & pred_word(result, k);
+  sve_ptest<T>(s, mask, result, (any & lead_bits<T>) != 0);
 }
 
 void PredSetNZCV(const PredV& mask, const PredV& result, unsigned esize, CpuContext* c);
