@@ -167,6 +167,7 @@ aarch64_decode_rc sve_compact_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg 
   return by_size<Z_S, Z_D>(zd.elem, [&]<class T>(T) {
     const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg];
     uint8_t* d = s->z[zd.reg];
+    if (host::compact_elements(sizeof(T), d, a, g)) return aarch64_decode_ok;
     unsigned y = 0;
     for (unsigned i = 0; i < vl; i += sizeof(T)) {
       store<T>(d + y, load<T>(a + i));

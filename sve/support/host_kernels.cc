@@ -64,7 +64,40 @@ template <class T>
   }
 }
 
+// COMPACT: each 64-byte part's active elements compressed in a register and
+// stored after those of the parts before, then zeros. A store reaches no
+// further than the part just read, so d may be a.
+template <class T>
+[[gnu::target("avx512f")]] void compact_avx512(uint8_t* d, const uint8_t* a, const uint8_t* p) {
+  constexpr unsigned vl = sve_vl_bytes;
+  unsigned y = 0;
+  for (unsigned i = 0; i < vl; i += 64) {
+    const __m512i x = load(a + i, vl - i), g = load(p + i, vl - i);
+    if constexpr (sizeof(T) == 4) {
+      const __mmask16 active = _mm512_test_epi32_mask(g, _mm512_set1_epi32(1));
+      const unsigned n = unsigned(__builtin_popcount(active));
+      _mm512_mask_storeu_epi32(d + y, __mmask16((1u << n) - 1), _mm512_maskz_compress_epi32(active, x));
+      y += 4 * n;
+    } else {
+      const __mmask8 active = _mm512_test_epi64_mask(g, _mm512_set1_epi64(1));
+      const unsigned n = unsigned(__builtin_popcount(active));
+      _mm512_mask_storeu_epi64(d + y, __mmask8((1u << n) - 1), _mm512_maskz_compress_epi64(active, x));
+      y += 8 * n;
+    }
+  }
+  for (unsigned i = y; i < vl; i += 64) {
+    const unsigned words = vl - i >= 64 ? 16 : (vl - i) / 4;
+    _mm512_mask_storeu_epi32(d + i, __mmask16((1u << words) - 1), _mm512_setzero_si512());
+  }
+}
+
 }  // namespace
+
+bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p) {
+  if (!has_avx512() || (bytes != 4 && bytes != 8)) return false;
+  (bytes == 4 ? compact_avx512<uint32_t> : compact_avx512<uint64_t>)(d, a, p);
+  return true;
+}
 
 bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, const uint8_t* index) {
   if (!has_avx512() || (bytes != 4 && bytes != 8)) return false;
@@ -86,6 +119,7 @@ bool shift_doublewords(shift_kind kind, uint8_t* d, const uint8_t* count, const 
 
 bool shift_doublewords(shift_kind, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
 bool table_lookup(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
+bool compact_elements(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
 
 #endif
 

@@ -26,6 +26,10 @@ bool dot_words(bool is_signed, uint8_t* d, const uint8_t* a, const uint8_t* b);
 // beyond the vector. d may be either source.
 bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, const uint8_t* index);
 
+// COMPACT on words or doublewords (`bytes` 4 or 8): the elements of a that
+// the predicate's bytes p make active, in order, then zeros. d may be a.
+bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p);
+
 // EXT: d = the vector's length of bytes from byte `from` of d and m laid end
 // to end; m is not d.
 bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from);
