@@ -117,9 +117,20 @@ template <class T>
     __m512i table[64 * sizeof(T) / 64];
     for (unsigned k = 0; k < std::size(table); ++k)
       table[k] = _mm512_loadu_si512(expa_fractions<T>.data() + k * 64 / sizeof(T));
+    // Whole registers, and a last half register by 256-bit moves: on some
+    // hosts masked moves cost more than the lookup.
     for (unsigned i = 0; i < sve_vl_bytes; i += 64) {
-      const __mmask16 lanes = sve_vl_bytes - i >= 64 ? 0xffff : __mmask16((1u << (sve_vl_bytes - i) / 4) - 1);
-      _mm512_mask_storeu_epi32(r + i, lanes, expa_register<T>(_mm512_maskz_loadu_epi32(lanes, x + i), table));
+      const unsigned left = sve_vl_bytes - i;
+      if (left >= 64) {
+        _mm512_storeu_si512(r + i, expa_register<T>(_mm512_loadu_si512(x + i), table));
+      } else if (left == 32) {
+        const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(x + i));
+        const __m512i e = expa_register<T>(_mm512_maskz_inserti64x4(0xff, _mm512_setzero_si512(), low, 0), table);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(r + i), _mm512_maskz_extracti64x4_epi64(0xf, e, 0));
+      } else {
+        const __mmask16 lanes = __mmask16((1u << left / 4) - 1);
+        _mm512_mask_storeu_epi32(r + i, lanes, expa_register<T>(_mm512_maskz_loadu_epi32(lanes, x + i), table));
+      }
     }
   }
 }
