@@ -195,7 +195,8 @@ template <class From, class To>
 lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x, const uint8_t* pg, FPSCR fpcr,
                  uint32_t& fpsr, uint8_t* d) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
-  return (host::has_avx2() ? run_avx2<From, To> : run_baseline<From, To>)(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
+  const auto build = host::has_avx2() ? run_avx2<From, To> : run_baseline<From, To>;
+  return build(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
 }
 
 #else

@@ -70,17 +70,22 @@ template <class T>
   }
 }
 
+// Every lane of x is active.
+template <class T>
+[[gnu::always_inline]] inline lane_set recip_frame(const uint8_t* x, uint8_t* d) {
+  frame<T> f(nullptr, d);
+  return f.finish(recip_lanes(x, f.active, f.r), d);
+}
+
 #if defined(__x86_64__)
 // The baseline build and the AVX2 build.
 template <class T>
 lane_set recip_baseline(const uint8_t* x, uint8_t* d) {
-  frame<T> f(nullptr, d);
-  return f.finish(recip_lanes(x, f.active, f.r), d);
+  return recip_frame<T>(x, d);
 }
 template <class T>
 [[gnu::target("avx2")]] lane_set recip_avx2(const uint8_t* x, uint8_t* d) {
-  frame<T> f(nullptr, d);
-  return f.finish(recip_lanes(x, f.active, f.r), d);
+  return recip_frame<T>(x, d);
 }
 template <class T>
 void expa_baseline(const uint8_t* x, uint8_t* r) {
@@ -144,8 +149,7 @@ lane_set recip_estimate(const uint8_t* x, uint8_t* d) {
 #if defined(__x86_64__)
   return (host::has_avx2() ? recip_avx2<T> : recip_baseline<T>)(x, d);
 #else
-  frame<T> f(nullptr, d);
-  return f.finish(recip_lanes(x, f.active, f.r), d);
+  return recip_frame<T>(x, d);
 #endif
 }
 

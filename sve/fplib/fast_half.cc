@@ -48,16 +48,20 @@ template <vop Op>
 }
 
 template <vop Op>
-lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint8_t* pg, uint16_t fz16, uint32_t& fpsr,
-                      uint8_t* d) {
+[[gnu::always_inline]] inline lane_set run_frame(const uint8_t* x, const uint8_t* y, const uint8_t* pg,
+                                                 uint16_t fz16, uint32_t& fpsr, uint8_t* d) {
   frame<uint16_t> f(pg, d);
   return f.finish(run<Op>(x, y, f.active, fz16, fpsr, f.r), d);
 }
 template <vop Op>
+lane_set run_baseline(const uint8_t* x, const uint8_t* y, const uint8_t* pg, uint16_t fz16, uint32_t& fpsr,
+                      uint8_t* d) {
+  return run_frame<Op>(x, y, pg, fz16, fpsr, d);
+}
+template <vop Op>
 [[gnu::target("avx2")]] lane_set run_avx2(const uint8_t* x, const uint8_t* y, const uint8_t* pg, uint16_t fz16,
                                           uint32_t& fpsr, uint8_t* d) {
-  frame<uint16_t> f(pg, d);
-  return f.finish(run<Op>(x, y, f.active, fz16, fpsr, f.r), d);
+  return run_frame<Op>(x, y, pg, fz16, fpsr, d);
 }
 
 using runner = lane_set (*)(const uint8_t*, const uint8_t*, const uint8_t*, uint16_t, uint32_t&, uint8_t*);

@@ -161,10 +161,8 @@ inline bool host_rounds_to_nearest() { return (_mm_getcsr() & 0xe040) == 0; }
 // The fast paths have builds for AVX2 with FMA and for AVX-512 beside the
 // baseline one, chosen by host::has_avx2() and host::has_avx512(). With
 // AVX-512 an unsigned compare or a blend is one instruction, which makes the
-// lane masks cheap.
-
-// GCC would otherwise vectorise these builds' loops 256 bits wide; clang
-// (the sanitizer build) has no such option.
+// lane masks cheap. GCC would otherwise vectorise the AVX-512 builds' loops
+// 256 bits wide; clang (the sanitizer build) has no such option.
 #if defined(__clang__)
 #define SVE_TARGET_AVX512 gnu::target("avx512f,avx512vl,avx512dq,avx512bw,fma")
 #else

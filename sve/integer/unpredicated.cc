@@ -33,7 +33,8 @@ SVE_ZZZ_KERNEL(sub, a - b)
 // Zd = Zn op Zm over the whole vector as one bit string.
 #define SVE_ZZZ_BITWISE(name, expr)                                                                        \
   aarch64_decode_rc sve_##name##_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) { \
-    bytewise(s->z[zd.reg], [](auto& r, const auto& a, const auto& b) { r = expr; }, s->z[zn.reg], s->z[zm.reg]);    \
+    bytewise(                                                                                              \
+        s->z[zd.reg], [](auto& r, const auto& a, const auto& b) { r = expr; }, s->z[zn.reg], s->z[zm.reg]); \
     return aarch64_decode_ok;                                                                              \
   }
 SVE_ZZZ_BITWISE(and, a & b)

@@ -42,7 +42,8 @@ aarch64_decode_rc sve_eor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg,
 }
 // NOR tests its operands as whole bytes: the result is 1 when both are 0.
 aarch64_decode_rc sve_nor_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_p_reg pn, aarch64_p_reg pm) {
-  return logic(s, pd, pg, pn, pm, [](auto& r, const auto& a, const auto& b) { r = piece_of<decltype(r)>((a | b) == 0); });
+  return logic(s, pd, pg, pn, pm,
+               [](auto& r, const auto& a, const auto& b) { r = piece_of<decltype(r)>((a | b) == 0); });
 }
 
 // SEL writes every byte: Pn where Pg is true, Pm elsewhere.

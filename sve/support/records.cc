@@ -22,15 +22,11 @@ uint64_t spread_bits(uint64_t bits) {
   return (one_each + 0x7f7f7f7f7f7f7f7f) >> 7 & 0x0101010101010101;
 }
 
-}  // namespace
-
 // Each packed word is built in a register. On x86, pmovmskb takes the top
 // bits of sixteen bytes at once (thirty-two with AVX2), where a shift of the
 // 16-bit lanes by 7 has put the bit 0 of both their bytes; elsewhere eight
 // bytes at a time go through gather_bits.
 #if defined(__SSE2__)
-namespace {
-
 using halves16 = uint16_t __attribute__((vector_size(16)));
 using chars16 = char __attribute__((vector_size(16)));
 
@@ -54,17 +50,15 @@ uint64_t top_bits(const uint8_t* bytes) {
   return p;
 }
 
-}  // namespace
 #endif
-
-namespace {
 
 PredV pack_baseline(const uint8_t* bytes) {
   PredV p{};
   for (unsigned k = 0; k < 4; ++k) {
     uint64_t w = 0;
 #if defined(__SSE2__)
-    for (unsigned j = 0; j < 4 && 64 * k + 16 * j < sve_vl_bytes; ++j) w |= top_bits(bytes + 64 * k + 16 * j) << 16 * j;
+    for (unsigned j = 0; j < 4 && 64 * k + 16 * j < sve_vl_bytes; ++j)
+      w |= top_bits(bytes + 64 * k + 16 * j) << 16 * j;
 #else
     for (unsigned j = 0; j < 8 && 64 * k + 8 * j < sve_vl_bytes; ++j) {
       uint64_t v;
