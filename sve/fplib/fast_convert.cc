@@ -171,7 +171,7 @@ template <class From, class To>
   return every_lane;
 }
 
-// The baseline build and the AVX2 build.
+// The baseline build, the AVX2 build and the AVX-512 build.
 template <class From, class To>
 [[gnu::always_inline]] inline lane_set run_frame(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
                                                  const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
@@ -188,6 +188,11 @@ template <class From, class To>
                                           const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
   return run_frame<From, To>(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
 }
+template <class From, class To>
+[[SVE_TARGET_AVX512]] lane_set run_avx512(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
+                                          const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr, uint8_t* d) {
+  return run_frame<From, To>(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
+}
 
 }  // namespace
 
@@ -195,7 +200,9 @@ template <class From, class To>
 lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x, const uint8_t* pg, FPSCR fpcr,
                  uint32_t& fpsr, uint8_t* d) {
   if (!fp_fast_path.load(std::memory_order_relaxed)) return every_lane;
-  const auto build = host::has_avx2() ? run_avx2<From, To> : run_baseline<From, To>;
+  const auto build = host::has_avx512() ? run_avx512<From, To>
+                     : host::has_avx2() ? run_avx2<From, To>
+                                        : run_baseline<From, To>;
   return build(op, is_signed, rounding, x, pg, fpcr, fpsr, d);
 }
 

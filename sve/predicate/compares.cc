@@ -3,6 +3,7 @@
 // The direct kernels test the byte form with sve_ptest, the library routines
 // the packed form with PredSetNZCV; both write an element's low byte only.
 #include "../decode/families.h"
+#include "../support/host_isa.h"
 #include "conditions.h"
 #include "predicate_shapes.h"
 
@@ -10,21 +11,43 @@ namespace sve {
 
 namespace {
 
-// Pd = (Pg active AND cond(element i of Zn, i)) as integers of sizeof(T)
-// bytes, and the flags of Pd against Pg. The result goes straight to Pd,
-// unless Pd is Pg, which the flags still need.
+// out = (Pg active AND cond(element i of Zn, i)) as integers of sizeof(T)
+// bytes; whether any element of out is true. The same loop has a baseline
+// build and, on x86 hosts with AVX2, one that compares 32 bytes at a time.
 template <class T, class Cond>
-aarch64_decode_rc compare_loop(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, Cond cond) {
-  pred_bytes r;
-  const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg];
-  uint8_t* out = pd.reg == pg.reg ? r.b : s->p[pd.reg];
+[[gnu::always_inline]] inline bool compare_elements(const uint8_t* g, const uint8_t* a, uint8_t* out, Cond& cond) {
   T any = 0;
   for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) {
     const T v = T(load<T>(g + i) & 1 & cond(load<T>(a + i), i));
     store<T>(out + i, v);
     any |= v;
   }
-  sve_ptest<T>(s, g, out, any != 0);
+  return any != 0;
+}
+template <class T, class Cond>
+[[gnu::noinline]] bool compare_baseline(const uint8_t* g, const uint8_t* a, uint8_t* out, Cond cond) {
+  return compare_elements<T>(g, a, out, cond);
+}
+#if defined(__x86_64__)
+template <class T, class Cond>
+[[gnu::target("avx2")]] bool compare_avx2(const uint8_t* g, const uint8_t* a, uint8_t* out, Cond cond) {
+  return compare_elements<T>(g, a, out, cond);
+}
+#endif
+
+// Pd = the compare, and the flags of Pd against Pg. The result goes straight
+// to Pd, unless Pd is Pg, which the flags still need.
+template <class T, class Cond>
+aarch64_decode_rc compare_loop(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, Cond cond) {
+  pred_bytes r;
+  const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg];
+  uint8_t* out = pd.reg == pg.reg ? r.b : s->p[pd.reg];
+#if defined(__x86_64__)
+  const bool any = (host::has_avx2() ? compare_avx2<T, Cond> : compare_baseline<T, Cond>)(g, a, out, cond);
+#else
+  const bool any = compare_baseline<T>(g, a, out, cond);
+#endif
+  sve_ptest<T>(s, g, out, any);
   if (out == r.b) std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
   return aarch64_decode_ok;
 }
