@@ -138,25 +138,32 @@ aarch64_decode_rc sve_revw_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg,
 }
 
 // SPLICE: the stretch of Zdn from its first to its last active element, then
-// the elements of Zm from 0 on; with no active element, Zm.
+// the elements of Zm from 0 on; with no active element, Zm. The stretch
+// moves down in place and Zm's elements follow it; when Zm is Zdn, through
+// a copy.
+namespace {
+[[gnu::noinline]] void splice_bytes(uint8_t* d, const uint8_t* m, unsigned from, unsigned length) {
+  uint8_t copy[vl];
+  if (m == d) m = static_cast<const uint8_t*>(std::memcpy(copy, m, vl));
+  if (from != 0) std::memmove(d, d + from, length);
+  std::memcpy(d + length, m, vl - length);
+}
+}  // namespace
+
+// Only the scans of the predicate depend on the element size, through the
+// mask of the elements' first bytes, so one body serves every size. A
+// stretch of the whole vector leaves Zdn as it is.
 aarch64_decode_rc sve_splice_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
-  return by_size(zdn.rw_elem, [&]<class T>(T) {
-    const uint8_t* g = s->p[pg.reg];
-    auto active = [g](unsigned k) { return pred_word(g, k) & lead_bits<T>; };
-    int first = first_set_byte(active);
-    unsigned from = first < 0 ? 0 : unsigned(first);
-    unsigned end = first < 0 ? 0 : unsigned(last_set_byte(active)) + sizeof(T);
-    // The stretch moves down in place and Zm's elements follow it; when Zm is
-    // Zdn and the stretch does not fill the vector, through a copy.
-    const unsigned length = end - from;
-    uint8_t* d = s->z[zdn.reg];
-    const uint8_t* m = s->z[zm.reg];
-    uint8_t copy[vl];
-    if (zm.reg == zdn.reg && length < vl) m = static_cast<const uint8_t*>(std::memcpy(copy, m, vl));
-    if (from != 0) std::memmove(d, d + from, length);
-    if (length < vl) std::memcpy(d + length, m, vl - length);
-    return aarch64_decode_ok;
-  });
+  static constexpr uint64_t leads[4] = {lead_bits<uint8_t>, lead_bits<uint16_t>, lead_bits<uint32_t>,
+                                        lead_bits<uint64_t>};
+  const uint64_t lead = leads[zdn.rw_elem & 3];
+  const uint8_t* g = s->p[pg.reg];
+  auto active = [g, lead](unsigned k) { return pred_word(g, k) & lead; };
+  const int first = first_set_byte(active);
+  const unsigned from = first < 0 ? 0 : unsigned(first);
+  const unsigned end = first < 0 ? 0 : unsigned(last_set_byte(active)) + (1u << (zdn.rw_elem & 3));
+  if (end - from < vl) splice_bytes(s->z[zdn.reg], s->z[zm.reg], from, end - from);
+  return aarch64_decode_ok;
 }
 
 // COMPACT: the active elements of Zn packed from element 0 up; zeros after.

@@ -25,17 +25,16 @@ unsigned while_count(R op1, R op2, unsigned n) {
 }
 
 // The flags test the prefix against an all-true predicate: N for a first
-// true element, Z for none, C unless the last element is true.
+// true element, Z for none, C unless the last element is true. The element
+// size only sets the number of elements and the pattern.
 template <class R, bool OrEqual>
 aarch64_decode_rc while_prefix(cpu_state* s, aarch64_p_reg pd, aarch64_i_reg rn, aarch64_i_reg rm) {
-  return by_size(pd.elem, [&]<class T>(T) {
-    constexpr unsigned n = sve_vl_bytes / sizeof(T);
-    unsigned count = while_count<R, OrEqual>(R(read_x(s, rn)), R(read_x(s, rm)), n);
-    write_prefix<T>(s->p[pd.reg], count);
-    uint64_t flags = uint64_t(count > 0) << 31 | uint64_t(count == 0) << 30 | uint64_t(count < n) << 29;
-    s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | flags;
-    return aarch64_decode_ok;
-  });
+  const unsigned size_log = pd.elem & 3, n = sve_vl_bytes >> size_log;
+  const unsigned count = while_count<R, OrEqual>(R(read_x(s, rn)), R(read_x(s, rm)), n);
+  write_prefix(s->p[pd.reg], count, size_log);
+  const uint64_t flags = uint64_t(count > 0) << 31 | uint64_t(count == 0) << 30 | uint64_t(count < n) << 29;
+  s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | flags;
+  return aarch64_decode_ok;
 }
 
 // The counters are 32 or 64 bits wide by the view of Rn, signed or not.

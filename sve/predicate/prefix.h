@@ -36,4 +36,12 @@ inline void write_prefix(uint8_t* p, unsigned count) {
   std::memcpy(p, prefix_bytes<T>(count), sve_vl_bytes);
 }
 
+// The same for elements of 1 << size_log bytes, chosen at run time: one copy
+// serves every size.
+inline void write_prefix(uint8_t* p, unsigned count, unsigned size_log) {
+  static constexpr const uint8_t* tables[4] = {prefix_of<uint8_t>.b, prefix_of<uint16_t>.b, prefix_of<uint32_t>.b,
+                                               prefix_of<uint64_t>.b};
+  std::memcpy(p, tables[size_log] + sve_vl_bytes - (count << size_log), sve_vl_bytes);
+}
+
 }  // namespace sve

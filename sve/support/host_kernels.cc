@@ -1,5 +1,8 @@
 #include "host_kernels.h"
 
+#include <array>
+#include <utility>
+
 #include "../decode/sve_emu.h"
 
 #if defined(__x86_64__)
@@ -145,32 +148,70 @@ bool dot_words(bool is_signed, uint8_t* d, const uint8_t* a, const uint8_t* b) {
 #endif
 }
 
-// Each 16 bytes of the result come from two aligned 16-byte pieces of the
-// pair, the bytes picked by a shuffle: reads at an odd offset itself would
-// straddle the host's recent writes of the register, which the processor
-// cannot forward. The result is written over d in place: piece j of the
-// result reads pieces j and later.
-bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from) {
+// EXT. Each 16 bytes of the result come from two aligned 16-byte pieces of
+// the pair, the bytes picked by a shuffle: reads at an odd offset itself
+// would straddle the host's recent writes of the register, which the
+// processor cannot forward. The result is written over d in place: piece j
+// of the result reads pieces j and later.
 #if defined(__SSSE3__)
+namespace {
+
+// The aligned 16-byte piece q of d and m laid end to end.
+inline const uint8_t* ext_piece(const uint8_t* d, const uint8_t* m, unsigned q) {
+  constexpr unsigned pieces = sve_vl_bytes / 16;
+  const uint8_t* base = q < pieces ? d : m - 16 * pieces;
+  return base + 16 * q;
+}
+
+// 16 bytes from byte `shift` of pieces q and q + 1.
+void extract_sse(uint8_t* d, const uint8_t* m, unsigned q, unsigned shift, unsigned j) {
   // Byte k - 16 at k in [16, 32), else a shuffle index that gives 0.
   alignas(16) static constexpr uint8_t picks[48] = {
       0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
       0,    1,    2,    3,    4,    5,    6,    7,    8,    9,    10,   11,   12,   13,   14,   15,
       0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
-  constexpr unsigned vl = sve_vl_bytes, pieces = vl / 16;
-  const unsigned first = from / 16, shift = from % 16;
   const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + 16 + shift));
   const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + shift));
-  auto put = [&](unsigned j, const uint8_t* a, const uint8_t* b) {
-    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
-    const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16 * j), _mm_or_si128(_mm_shuffle_epi8(x, low), _mm_shuffle_epi8(y, high)));
-  };
-  // Pieces from d alone, the one across the join, pieces from m alone.
+  const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q)));
+  const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q + 1)));
+  const __m128i r = _mm_or_si128(_mm_shuffle_epi8(x, low), _mm_shuffle_epi8(y, high));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16 * j), r);
+}
+
+void extract_baseline(uint8_t* d, const uint8_t* m, unsigned from) {
+  for (unsigned j = 0; j < sve_vl_bytes / 16; ++j) extract_sse(d, m, from / 16 + j, from % 16, j);
+}
+
+// With AVX2, 32 bytes at a time: the pieces q, q + 1 and q + 1, q + 2 side
+// by side in two registers, and one byte-align of the pair by the shift,
+// which is an immediate: one build for each.
+template <int Shift>
+[[gnu::target("avx2")]] void extract_avx2(uint8_t* d, const uint8_t* m, unsigned from) {
+  auto load = [&](unsigned q) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q))); };
   unsigned j = 0;
-  for (; first + j + 1 < pieces; ++j) put(j, d + 16 * (first + j), d + 16 * (first + j + 1));
-  put(j, d + vl - 16, m);
-  for (++j; j < pieces; ++j) put(j, m + 16 * (first + j - pieces), m + 16 * (first + j + 1 - pieces));
+  __m128i a = load(from / 16);
+  for (; 16 * j + 32 <= sve_vl_bytes; j += 2) {
+    const unsigned q = from / 16 + j;
+    const __m128i b = load(q + 1), c = load(q + 2);
+    const __m256i x = _mm256_set_m128i(b, a), y = _mm256_set_m128i(c, b);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 16 * j), _mm256_alignr_epi8(y, x, Shift));
+    a = c;
+  }
+  if (16 * j < sve_vl_bytes) extract_sse(d, m, from / 16 + j, Shift, j);
+}
+template <size_t... S>
+constexpr auto extract_avx2_builds(std::index_sequence<S...>) {
+  return std::array{&extract_avx2<int(S)>...};
+}
+
+}  // namespace
+#endif
+
+bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from) {
+#if defined(__SSSE3__)
+  static constexpr auto avx2_builds = extract_avx2_builds(std::make_index_sequence<16>{});
+  if (has_avx2()) return avx2_builds[from % 16](d, m, from), true;
+  extract_baseline(d, m, from);
   return true;
 #else
   (void)d, (void)m, (void)from;
