@@ -7,6 +7,7 @@
 
 #include "../decode/families.h"
 #include "../integer/kernel_loop.h"
+#include "../support/bytewise.h"
 #include "../support/marshal.h"
 #include "../support/routine_loop.h"
 
@@ -98,14 +99,19 @@ aarch64_decode_rc sve_index_zrr(cpu_state* s, aarch64_z_reg zd, aarch64_i_reg rn
   return index_kernel(s, zd, read_x(s, rn), read_x(s, rm));
 }
 
-// Active elements take Zn, inactive ones Zm; the old Zd plays no part.
+// Active elements take Zn, inactive ones Zm; the old Zd plays no part. The
+// predicate, Zn and Zm are read piece by piece side by side: an element's
+// mask is its predicate element's lowest bit spread over the element.
 aarch64_decode_rc sve_sel_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn,
                                aarch64_z_reg zm) {
-  const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
   return by_size(zd.elem, [&]<class T>(T) {
-    return all_loop<T>(s->z[zd.reg], [&](unsigned i) {
-      return select(active_mask<T>(s->p[pg.reg], i), load<T>(a + i), load<T>(b + i));
-    });
+    auto op = [](auto& r, const auto& g, const auto& a, const auto& b) {
+      using E [[gnu::vector_size(sizeof(r))]] = T;
+      const E m = E() - (E(g) & 1);
+      r = piece_of<decltype(r)>((E(a) & m) | (E(b) & ~m));
+    };
+    bytewise(s->z[zd.reg], op, s->p[pg.reg], s->z[zn.reg], s->z[zm.reg]);
+    return aarch64_decode_ok;
   });
 }
 
