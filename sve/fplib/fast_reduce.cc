@@ -96,13 +96,18 @@ template <class T>
   return true;
 }
 
-// The baseline build and the AVX2 build.
+// The baseline build, the AVX2 build and, for the sums in order, the
+// AVX-512 build.
 template <class T>
 unsigned ordered_baseline(T& value, const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr) {
   return add_in_order(value, z, pg, fz, fpsr);
 }
 template <class T>
 [[gnu::target("avx2")]] unsigned ordered_avx2(T& value, const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr) {
+  return add_in_order(value, z, pg, fz, fpsr);
+}
+template <class T>
+[[SVE_TARGET_AVX512]] unsigned ordered_avx512(T& value, const uint8_t* z, const uint8_t* pg, T fz, uint32_t& fpsr) {
   return add_in_order(value, z, pg, fz, fpsr);
 }
 template <class T>
@@ -120,7 +125,8 @@ template <class T>
 unsigned ordered_sum(T& value, const uint8_t* z, const uint8_t* pg, FPSCR fpcr, uint32_t& fpsr) {
   const T fz = mask<T>(fpcr >> 24 & 1);
   if (!usable(fpcr) || unusual_addend(value, fz)) return 0;
-  return (host::has_avx2() ? ordered_avx2<T> : ordered_baseline<T>)(value, z, pg, fz, fpsr);
+  const auto build = host::has_avx512() ? ordered_avx512<T> : host::has_avx2() ? ordered_avx2<T> : ordered_baseline<T>;
+  return build(value, z, pg, fz, fpsr);
 }
 
 template <class T>
