@@ -100,21 +100,22 @@ aarch64_decode_rc sve_brkpbs_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg 
 // PNEXT: the next active element of Pg after the last true element of Pdn,
 // as the only true element, or none. The flags test it against Pg: N when it
 // is Pg's first active element, Z when there is none, C unless it is Pg's
-// last.
+// last. Only the scans depend on the element size, through the mask of the
+// elements' first bytes, so one body serves every size.
 aarch64_decode_rc sve_pnext_pp(cpu_state* s, aarch64_p_reg pdn, aarch64_p_reg pg) {
-  return by_size(pdn.rw_elem2, [&]<class T>(T) {
-    constexpr uint64_t lead = lead_bits<T>;
-    uint8_t* d = s->p[pdn.reg];
-    const uint8_t* g = s->p[pg.reg];
-    auto active = [g](unsigned k) { return pred_word(g, k) & lead; };
-    int last = last_set_byte([d](unsigned k) { return pred_word(d, k) & lead; });
-    int next = first_set_byte(active, last < 0 ? 0 : unsigned(last) + sizeof(T));
-    uint64_t n = next >= 0 && next == first_set_byte(active), c = next < 0 || next != last_set_byte(active);
-    s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | n << 31 | uint64_t(next < 0) << 30 | c << 29;
-    write_prefix<uint8_t>(d, 0);
-    if (next >= 0) d[next] = 1;
-    return aarch64_decode_ok;
-  });
+  static constexpr uint64_t leads[4] = {lead_bits<uint8_t>, lead_bits<uint16_t>, lead_bits<uint32_t>,
+                                        lead_bits<uint64_t>};
+  const uint64_t lead = leads[pdn.rw_elem2 & 3];
+  uint8_t* d = s->p[pdn.reg];
+  const uint8_t* g = s->p[pg.reg];
+  auto active = [g, lead](unsigned k) { return pred_word(g, k) & lead; };
+  const int last = last_set_byte([d, lead](unsigned k) { return pred_word(d, k) & lead; });
+  const int next = first_set_byte(active, last < 0 ? 0 : unsigned(last) + (1u << (pdn.rw_elem2 & 3)));
+  const uint64_t n = next >= 0 && next == first_set_byte(active), c = next < 0 || next != last_set_byte(active);
+  s->nzcv = (s->nzcv & ~uint64_t(0xf0000000)) | n << 31 | uint64_t(next < 0) << 30 | c << 29;
+  write_prefix<uint8_t>(d, 0);
+  if (next >= 0) d[next] = 1;
+  return aarch64_decode_ok;
 }
 
 namespace {
