@@ -43,9 +43,10 @@ TEST(Permutes, TableIndicesBeyondTheVectorGiveZero) {
 }
 
 TEST(Permutes, ExtractAcrossTwoRegisters) {
-  // Zm 1, and Zm 0 = Zdn: a rotation.
+  // Zm 1, and Zm 0 = Zdn: a rotation. Every offset the immediate holds:
+  // the host builds differ by the offset within 16 bytes.
   for (unsigned zm : {1u, 0u})
-    for (unsigned imm : {0u, 3u, 17u, vl - 1, vl, 255u}) {
+    for (unsigned imm = 0; imm < 256; ++imm) {
       auto s = test::random_state();
       auto before = *s;
       uint32_t w = test::word("VecU8SlideVI") | 0 | zm << 5 | (imm >> 3) << 16 | (imm & 7) << 10;
