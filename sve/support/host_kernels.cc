@@ -159,8 +159,7 @@ namespace {
 // The aligned 16-byte piece q of d and m laid end to end.
 inline const uint8_t* ext_piece(const uint8_t* d, const uint8_t* m, unsigned q) {
   constexpr unsigned pieces = sve_vl_bytes / 16;
-  const uint8_t* base = q < pieces ? d : m - 16 * pieces;
-  return base + 16 * q;
+  return q < pieces ? d + 16 * q : m + 16 * (q - pieces);
 }
 
 // 16 bytes from byte `shift` of pieces q and q + 1.
