@@ -154,9 +154,7 @@ namespace {
 // mask of the elements' first bytes, so one body serves every size. A
 // stretch of the whole vector leaves Zdn as it is.
 aarch64_decode_rc sve_splice_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
-  static constexpr uint64_t leads[4] = {lead_bits<uint8_t>, lead_bits<uint16_t>, lead_bits<uint32_t>,
-                                        lead_bits<uint64_t>};
-  const uint64_t lead = leads[zdn.rw_elem & 3];
+  const uint64_t lead = lead_bits_of(zdn.rw_elem);
   const uint8_t* g = s->p[pg.reg];
   auto active = [g, lead](unsigned k) { return pred_word(g, k) & lead; };
   const int first = first_set_byte(active);

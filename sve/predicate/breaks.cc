@@ -103,9 +103,7 @@ aarch64_decode_rc sve_brkpbs_pppp(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg 
 // last. Only the scans depend on the element size, through the mask of the
 // elements' first bytes, so one body serves every size.
 aarch64_decode_rc sve_pnext_pp(cpu_state* s, aarch64_p_reg pdn, aarch64_p_reg pg) {
-  static constexpr uint64_t leads[4] = {lead_bits<uint8_t>, lead_bits<uint16_t>, lead_bits<uint32_t>,
-                                        lead_bits<uint64_t>};
-  const uint64_t lead = leads[pdn.rw_elem2 & 3];
+  const uint64_t lead = lead_bits_of(pdn.rw_elem2);
   uint8_t* d = s->p[pdn.reg];
   const uint8_t* g = s->p[pg.reg];
   auto active = [g, lead](unsigned k) { return pred_word(g, k) & lead; };

@@ -1,10 +1,11 @@
 // Kernels that combine registers byte by byte, as the byte-form predicates
 // and the bitwise vector instructions do, in pieces held in the compiler's
 // vector types: sixteen bytes (SSE or NEON registers), or thirty-two and
-// sixty-four on an x86 host with AVX2 or AVX-512. Each piece of the result is stored after the same
-// piece of every operand is read, and registers either coincide or do not
-// overlap, so the result goes straight to its register even when that is
-// also an operand: no temporary and no second copy.
+// sixty-four on an x86 host with AVX2 or AVX-512. Each piece of the result
+// is stored after the same piece of every operand is read, and registers
+// either coincide or do not overlap, so the result goes straight to its
+// register even when that is also an operand: no temporary and no second
+// copy.
 //
 // An op is generic over the piece's type: op(r, pieces of the operands...)
 // sets r. It takes every piece by reference, because a function that passes

@@ -162,23 +162,32 @@ inline const uint8_t* ext_piece(const uint8_t* d, const uint8_t* m, unsigned q) 
   return q < pieces ? d + 16 * q : m + 16 * (q - pieces);
 }
 
-// 16 bytes from byte `shift` of pieces q and q + 1.
-void extract_sse(uint8_t* d, const uint8_t* m, unsigned q, unsigned shift, unsigned j) {
-  // Byte k - 16 at k in [16, 32), else a shuffle index that gives 0.
-  alignas(16) static constexpr uint8_t picks[48] = {
-      0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
-      0,    1,    2,    3,    4,    5,    6,    7,    8,    9,    10,   11,   12,   13,   14,   15,
-      0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
-  const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + 16 + shift));
-  const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + shift));
+// The byte shuffles that take 16 bytes from byte `shift` of two pieces:
+// `low` picks from the first, `high` from the second.
+struct sse_shift {
+  __m128i low, high;
+  explicit sse_shift(unsigned shift) {
+    // Byte k - 16 at k in [16, 32), else a shuffle index that gives 0.
+    alignas(16) static constexpr uint8_t picks[48] = {
+        0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
+        0,    1,    2,    3,    4,    5,    6,    7,    8,    9,    10,   11,   12,   13,   14,   15,
+        0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
+    low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + 16 + shift));
+    high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(picks + shift));
+  }
+};
+
+// Piece j of the result: 16 bytes from pieces q and q + 1.
+void extract_sse(uint8_t* d, const uint8_t* m, unsigned q, const sse_shift& k, unsigned j) {
   const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q)));
   const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q + 1)));
-  const __m128i r = _mm_or_si128(_mm_shuffle_epi8(x, low), _mm_shuffle_epi8(y, high));
+  const __m128i r = _mm_or_si128(_mm_shuffle_epi8(x, k.low), _mm_shuffle_epi8(y, k.high));
   _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16 * j), r);
 }
 
 void extract_baseline(uint8_t* d, const uint8_t* m, unsigned from) {
-  for (unsigned j = 0; j < sve_vl_bytes / 16; ++j) extract_sse(d, m, from / 16 + j, from % 16, j);
+  const sse_shift k(from % 16);
+  for (unsigned j = 0; j < sve_vl_bytes / 16; ++j) extract_sse(d, m, from / 16 + j, k, j);
 }
 
 // With AVX2, 32 bytes at a time: the pieces q, q + 1 and q + 1, q + 2 side
@@ -196,7 +205,7 @@ template <int Shift>
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 16 * j), _mm256_alignr_epi8(y, x, Shift));
     a = c;
   }
-  if (16 * j < sve_vl_bytes) extract_sse(d, m, from / 16 + j, Shift, j);
+  if (16 * j < sve_vl_bytes) extract_sse(d, m, from / 16 + j, sse_shift(Shift), j);
 }
 template <size_t... S>
 constexpr auto extract_avx2_builds(std::index_sequence<S...>) {

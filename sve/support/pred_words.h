@@ -17,6 +17,13 @@ inline constexpr unsigned pred_words = sve_vl_bytes / 8;
 template <class T>
 inline constexpr uint64_t lead_bits = sizeof(T) == 8 ? 1 : ~0ull / ((1ull << (8 * (sizeof(T) % 8))) - 1);
 
+// The same for elements of 1 << size_log bytes, chosen at run time.
+inline uint64_t lead_bits_of(unsigned size_log) {
+  static constexpr uint64_t leads[4] = {lead_bits<uint8_t>, lead_bits<uint16_t>, lead_bits<uint32_t>,
+                                        lead_bits<uint64_t>};
+  return leads[size_log & 3];
+}
+
 inline uint64_t pred_word(const uint8_t* p, unsigned k) { return load<uint64_t>(p + 8 * k); }
 
 // Whether every element of T is true: bit 0 of each element's first byte.
