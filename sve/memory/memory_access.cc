@@ -32,15 +32,13 @@ void unblock_fault_signals() {
   pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
 }
 
-SVE_APP_ACCESS bool signal_try_read(const void* addr, void* out, unsigned n) {
+bool signal_try_read(const void* addr, void* out, unsigned n) {
   if (sigsetjmp(sveFaultJB, 0)) {
     unblock_fault_signals();
     return false;
   }
   SVEFaultRegion = 1;
-  auto* p = static_cast<const volatile char*>(addr);
-  (void)p[0];
-  (void)p[n - 1];
+  touch_app(addr, n);
   SVEFaultRegion = 0;
   copy_from_app(out, reinterpret_cast<uint64_t>(addr), n);
   return true;
@@ -91,6 +89,16 @@ bool addr_is_readable<char>(char volatile* address) {
 // The message goes out before the default actions come back: a protected
 // read on another thread that faults after that point ends the process, and
 // the report must already be there.
+bool in_protected_read() { return SVEFaultRegion; }
+
+void report_memory_fault(int signal) {
+  fprintf(stderr,
+          "quorvex's SVESigHandler caught signal %s from the process being emulated, passing it to the default "
+          "signal handler.\n",
+          signal == SIGSEGV ? "SIGSEGV" : "SIGBUS");
+  fflush(stderr);
+}
+
 void resume_protected_read() {
   if (SVEFaultRegion) {
     SVEFaultRegion = 0;
@@ -100,11 +108,7 @@ void resume_protected_read() {
 
 void SVESigHandler(int signal, siginfo_t*, void*) {
   resume_protected_read();
-  fprintf(stderr,
-          "quorvex's SVESigHandler caught signal %s from the process being emulated, passing it to the default "
-          "signal handler.\n",
-          signal == SIGSEGV ? "SIGSEGV" : "SIGBUS");
-  fflush(stderr);
+  report_memory_fault(signal);
   struct sigaction dfl = action(nullptr);
   dfl.sa_handler = SIG_DFL;
   sigaction(SIGSEGV, &dfl, nullptr);

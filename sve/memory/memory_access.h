@@ -66,6 +66,15 @@ SVE_APP_ACCESS void copy_to_app(uint64_t address, const void* src, unsigned n) {
   for (; i < n; ++i) write_plain<uint8_t>(address + i, s[i]);
 }
 
+// Reads the first and the last byte of a run of application memory and
+// nothing else: a protected read touches a run this way before it copies
+// it, so that a fault comes from here.
+SVE_APP_ACCESS void touch_app(const void* address, unsigned n) {
+  auto* p = static_cast<const volatile char*>(address);
+  (void)p[0];
+  (void)p[n - 1];
+}
+
 // Element readers: with a null `fault` a plain read; otherwise a protected
 // read that yields 0 and sets *fault when the element cannot be read, and
 // leaves *fault alone when it can. `access_kind` is not consulted.
@@ -86,6 +95,14 @@ bool addr_is_readable(T volatile* address);
 // SVESigHandler: when the calling thread is inside a protected read or a
 // probe, returns to it with the read failed; otherwise returns.
 void resume_protected_read();
+
+// Whether the calling thread is inside a protected read or a probe, where a
+// fault is the emulator's own and resume_protected_read takes it.
+bool in_protected_read();
+
+// Names a fatal SIGSEGV or SIGBUS of the program on stderr before the
+// default action ends it.
+void report_memory_fault(int signal);
 
 // Installs SVESigHandler for SIGSEGV and SIGBUS once; later calls do nothing.
 void SVEInitialize();
