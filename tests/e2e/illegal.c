@@ -3,11 +3,18 @@
 //         ARMv8.0 ones lack;
 //   sve2  an SVE2 word, outside the emulated set;
 //   fault an emulated SVE load from the page at address 0;
+//   probe an instruction that no processor has, taken by a SIGILL handler
+//         of the program's, as programs that probe the processor do;
 //   ok    one emulated SVE instruction.
 // Prints "reached" after the instruction, which only a processor or
 // emulator that has it lets the program see.
+#include <setjmp.h>
+#include <signal.h>
 #include <stdio.h>
 #include <string.h>
+
+static sigjmp_buf probe;
+static void on_sigill(int sig) { siglongjmp(probe, sig); }
 
 int main(int argc, char** argv) {
   const char* what = argc > 1 ? argv[1] : "ok";
@@ -19,7 +26,11 @@ int main(int argc, char** argv) {
     // ptrue p0.d; ld1d z0.d, p0/z, [x0], with x0 = 0 from argc
     __asm__ volatile("mov x0, %0\n .inst 0x25d8e3e0\n .inst 0xa5e0a000" ::"r"((long)(argc - 2) * 0)
                      : "x0", "v0", "memory");
-  else
+  else if (!strcmp(what, "probe")) {
+    signal(SIGILL, on_sigill);
+    if (sigsetjmp(probe, 1) == 0) __asm__ volatile(".inst 0x00000000");  // permanently undefined
+    __asm__ volatile(".inst 0x2518e3e0" ::: "cc");                        // ptrue p0.b
+  } else
     __asm__ volatile(".inst 0x2518e3e0" ::: "cc");  // ptrue p0.b
   printf("reached\n");
   return 0;

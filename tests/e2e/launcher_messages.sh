@@ -28,6 +28,20 @@ expect() {
   fi
 }
 
+# quiet NAME COMMAND...: COMMAND exits with 0 and puts nothing on stderr but
+# the exit report.
+quiet() {
+  local name=$1; shift
+  "$@" >"$tmp/out" 2>"$tmp/err"
+  local rc=$?
+  if [[ $rc != 0 ]] || grep -vqE ": ([0-9]+ )?(Non-)?SVE .*instructions (executed|are not counted)" "$tmp/err"; then
+    echo "FAIL $name: exit $rc (want 0, and only the report on stderr); stderr:"; sed 's/^/  /' "$tmp/err" | head -5
+    failed=1
+  else
+    echo "ok   $name"
+  fi
+}
+
 printf 'not a program\n' >"$tmp/text"; chmod +x "$tmp/text"
 cp "$dir/illegal" "$tmp/noexec"; chmod -x "$tmp/noexec"
 cp "$dir/illegal" "$tmp/unreadable"; chmod 100 "$tmp/unreadable"
@@ -42,6 +56,7 @@ expect "SVE2 word is named" 132 "^sve-run: SVE instruction 0x44188020 at 0x[0-9a
 expect "missing instruction of an ARMv8.0 host is named" 132 \
   "^sve-run: instruction 0x1eee1000 at 0x[0-9a-f]+ is not SVE and this processor does not have it$" \
   env SVE_HOST_CPU=cortex-a72 "$run" "$dir/illegal" fp16
+quiet "a SIGILL that the program's handler takes is not named" "$run" "$dir/illegal" probe
 expect "no program" 127 "^sve-run: usage: " "$run"
 expect "missing program" 127 "^sve-run: no such program: " "$run" "$tmp/missing"
 expect "not executable" 127 "^sve-run: not executable: " "$run" "$tmp/noexec"
@@ -67,6 +82,7 @@ if [[ -n ${SVE_CLIENT_LIB:-} ]]; then
   expect "client: fatal fault of an emulated load" 139 "$fault_message" "$dr" "$dir/illegal" fault
   expect "client: SVE2 word is named" 132 "^SVE client: SVE instruction 0x44188020 at 0x[0-9a-f]+ is not emulated$" \
     "$dr" "$dir/illegal" sve2
+  quiet "client: a SIGILL that the program's handler takes is not named" "$dr" "$dir/illegal" probe
   expect "client: a static program runs" 0 "^illegal_static: 1 SVE instructions executed$" "$dr" "$dir/illegal_static" ok
 else
   echo "skipped: the cases of sve-dr that run a program (the framework client is not built)"
