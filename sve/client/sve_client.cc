@@ -13,10 +13,12 @@
 // in the framework's largest fragment; the rest of it becomes a block of its
 // own.
 #include <signal.h>
+#include <sys/syscall.h>
 
 #include <atomic>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "../decode/stats.h"
@@ -58,6 +60,7 @@ opnd_t field(size_t offset, opnd_size_t size) { return opnd_create_base_disp(bas
 // base register. The application's stack may be small or may be the one
 // that it is switching away from, so the emulator never runs on it.
 constexpr size_t emulator_stack_bytes = 256 * 1024;
+constexpr unsigned max_kept = 16;
 struct thread_data {
   cpu_state state;
   void* stack;
@@ -65,6 +68,15 @@ struct thread_data {
   // Nonzero after a plain access of an emulated memory instruction faulted:
   // an address that the sequence then reads itself, see below.
   uintptr_t fault_address;
+  // Copies of the registers while handlers of the application run, each
+  // with the stack pointer of the code that its signal interrupted.
+  unsigned kept;
+  cpu_state* copies[max_kept];
+  reg_t interrupted_sp[max_kept];
+  // An rt_sigaction call of the application under way: its signal (0 for
+  // none), handler and flags.
+  int setting_signal;
+  uint64_t setting_handler, setting_flags;
 };
 static_assert(offsetof(thread_data, state) == 0);
 static_assert(offsetof(thread_data, fault_address) < 32760, "reachable by a load from the base register");
@@ -95,15 +107,79 @@ bool framework_try_read(const void* addr, void* out, unsigned n) {
 }
 constexpr sve::memory_host framework_memory{framework_try_read};
 
+thread_data* data_of(void* dc) { return static_cast<thread_data*>(drmgr_get_tls_field(dc, tls_idx)); }
+
+// The application's handlers, as its rt_sigaction system calls set them
+// (the kernel's record: handler, then flags), and whether each resets on
+// delivery. The client names a signal that it sees only when no handler of
+// the application's takes it, so that a program that probes the processor
+// with SIGILL runs quietly.
+std::atomic<uint64_t> app_handler[NSIG];
+std::atomic<bool> app_resets[NSIG];
+
+bool app_handles(int sig) {
+  const uint64_t h = app_handler[sig].load(std::memory_order_relaxed);
+  return h != uint64_t(SIG_DFL) && h != uint64_t(SIG_IGN);
+}
+
+bool event_filter_syscall(void*, int sysnum) { return sysnum == SYS_rt_sigaction; }
+
+bool event_pre_syscall(void* dc, int sysnum) {
+  if (sysnum != SYS_rt_sigaction) return true;
+  thread_data* t = data_of(dc);
+  t->setting_signal = 0;
+  const int sig = int(dr_syscall_get_param(dc, 0));
+  const void* act = reinterpret_cast<const void*>(dr_syscall_get_param(dc, 1));
+  uint64_t action[2];
+  if (act && sig > 0 && sig < NSIG && framework_try_read(act, action, sizeof action))
+    t->setting_signal = sig, t->setting_handler = action[0], t->setting_flags = action[1];
+  return true;
+}
+
+void event_post_syscall(void* dc, int sysnum) {
+  if (sysnum != SYS_rt_sigaction) return;
+  thread_data* t = data_of(dc);
+  if (t->setting_signal && dr_syscall_get_result(dc) == 0) {
+    app_handler[t->setting_signal] = t->setting_handler;
+    app_resets[t->setting_signal] = (t->setting_flags & SA_RESETHAND) != 0;
+  }
+  t->setting_signal = 0;
+}
+
+// A handler of the application may run SVE instructions of its own: the
+// registers that exist only in cpu_state are kept while it runs and put
+// back when it returns, as the kernel's signal frame keeps the SVE
+// registers on hardware. The return names the stack pointer that the
+// delivery interrupted; copies above it belong to handlers that were left
+// by a jump and are dropped.
+void event_kernel_xfer(void* dc, const dr_kernel_xfer_info_t* info) {
+  thread_data* t = data_of(dc);
+  if (info->type == DR_XFER_SIGNAL_DELIVERY) {
+    if (info->sig > 0 && info->sig < NSIG && app_resets[info->sig]) app_handler[info->sig] = uint64_t(SIG_DFL);
+    if (!info->source_mcontext || t->kept == max_kept) return;
+    cpu_state*& copy = t->copies[t->kept];
+    if (!copy) copy = static_cast<cpu_state*>(dr_thread_alloc(dc, sizeof(cpu_state)));
+    std::memcpy(copy, &t->state, sizeof(cpu_state));
+    t->interrupted_sp[t->kept++] = info->source_mcontext->sp;
+  } else if (info->type == DR_XFER_SIGNAL_RETURN) {
+    for (unsigned i = t->kept; i-- > 0;)
+      if (t->interrupted_sp[i] == info->target_xsp) {
+        std::memcpy(&t->state, t->copies[i], sizeof(cpu_state));
+        t->kept = i;
+        return;
+      }
+  }
+}
+
 // An illegal instruction of the application, raised by the code that it
 // runs (an SVE word in a shared library, or one that the emulator does not
-// know), is named before the program gets it.
+// know), is named before the program dies of it.
 dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
   uint32_t word;
-  if (info->sig == SIGILL && info->mcontext && info->fault_fragment_info.cache_start_pc &&
+  if (info->sig == SIGILL && !app_handles(SIGILL) && info->mcontext && info->fault_fragment_info.cache_start_pc &&
       framework_try_read(info->mcontext->pc, &word, 4))
     sve::report_illegal_instruction("SVE client", reinterpret_cast<const uint32_t*>(info->mcontext->pc));
-  if ((info->sig == SIGSEGV || info->sig == SIGBUS) && info->mcontext &&
+  if ((info->sig == SIGSEGV || info->sig == SIGBUS) && !app_handles(info->sig) && info->mcontext &&
       is_sve(*reinterpret_cast<const uint32_t*>(info->mcontext->pc)))
     dr_fprintf(STDERR,
                "quorvex's SVESigHandler caught signal %s from the process being emulated, passing it to the default "
@@ -250,6 +326,7 @@ dr_emit_flags_t event_instruction_change(void* dc, void* tag, instrlist_t* bb, b
 
 void event_thread_init(void* dc) {
   auto* t = static_cast<thread_data*>(dr_thread_alloc(dc, sizeof(thread_data)));
+  std::memset(t, 0, sizeof(thread_data));
   t->stack = dr_raw_mem_alloc(emulator_stack_bytes, DR_MEMPROT_READ | DR_MEMPROT_WRITE, nullptr);
   t->stack_top = reinterpret_cast<uintptr_t>(t->stack) + emulator_stack_bytes;
   drmgr_set_tls_field(dc, tls_idx, &t->state);
@@ -259,6 +336,8 @@ void event_thread_exit(void* dc) {
   void* data = drmgr_get_tls_field(dc, tls_idx);
   SVE_ASSERT(data != NULL);
   auto* t = static_cast<thread_data*>(data);
+  for (cpu_state* copy : t->copies)
+    if (copy) dr_thread_free(dc, copy, sizeof(cpu_state));
   dr_raw_mem_free(t->stack, emulator_stack_bytes);
   dr_thread_free(dc, data, sizeof(thread_data));
 }
@@ -294,6 +373,9 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
   drmgr_register_exit_event(event_exit);
   if (!drmgr_register_bb_app2app_event(event_instruction_change, nullptr)) SVE_ASSERT(false);
   drmgr_register_signal_event(event_signal);
+  if (!drmgr_register_filter_syscall_event(event_filter_syscall) || !drmgr_register_pre_syscall_event(event_pre_syscall) || !drmgr_register_post_syscall_event(event_post_syscall) ||
+      !drmgr_register_kernel_xfer_event(event_kernel_xfer))
+    SVE_ASSERT(false);
   sve::set_memory_host(framework_memory);
   // The framework's private copy of the C library has no page size of its
   // own to give the emulator's static initialisation; the framework knows it.
