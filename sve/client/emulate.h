@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "../decode/sve_emu.h"
+#include "detection.h"
 
 namespace sve {
 
@@ -32,9 +33,10 @@ void report_illegal_instruction(const char* tool, const uint32_t* pc);
 
 // The block rewriting rule: a block is rewritten when it lies in the main
 // module or in no module at all (generated code); blocks of shared libraries
-// keep their instructions. Module starts are 0 when unknown.
-constexpr bool rewrites_block(bool in_module, uintptr_t module_start, uintptr_t main_start) {
-  return !in_module || module_start == main_start;
+// keep their instructions unless every module is emulated. Module starts
+// are 0 when unknown.
+constexpr bool rewrites_block(bool all_modules, bool in_module, uintptr_t module_start, uintptr_t main_start) {
+  return all_modules || !in_module || module_start == main_start;
 }
 
 // The room that the sequences of one block have in the framework's code
@@ -63,16 +65,25 @@ class block_budget {
 // replace(item, handler) puts the emulation sequence in the item's place and
 // returns its size in bytes; cut(item) takes the item and everything after
 // it out of the block, so that they make a block of their own, built when
-// control reaches them. Returns the count of instructions left to run
-// natively.
+// control reaches them; with `advertise_sve`, mark_sve(item, t) follows an
+// MRS Xt, ID_AA64PFR0_EL1 with two instructions that set the register's
+// SVE field (detection::advertised_pfr0). Returns the count of instructions
+// left to run natively.
 template <class Block>
-uint64_t rewrite_block(Block& block) {
+uint64_t rewrite_block(Block& block, bool advertise_sve) {
   block_budget budget;
   uint64_t native = 0;
   for (auto i = block.first(), next = i; i; i = next) {
     next = block.next(i);
-    const sve_handler h = is_sve(block.word(i));
+    const uint32_t word = block.word(i);
+    const sve_handler h = is_sve(word);
+    unsigned rt;
     if (!h) {
+      if (advertise_sve && detection::reads_pfr0(word, &rt) && rt != 31) {
+        block.mark_sve(i, rt);
+        budget.add_native();
+        budget.add_native();
+      }
       budget.add_native();
       ++native;
     } else if (budget.fits_emulated()) {

@@ -27,6 +27,7 @@
 #include "drmgr.h"
 #include "droption.h"
 #include "drreg.h"
+#include "drwrap.h"
 #include "emulate.h"
 
 namespace {
@@ -41,6 +42,16 @@ namespace {
       dr_abort();                                                                                                   \
     }                                                                                                               \
   } while (0)
+
+using dynamorio::droption::DROPTION_SCOPE_CLIENT;
+using dynamorio::droption::droption_t;
+
+droption_t<bool> all_modules(DROPTION_SCOPE_CLIENT, "all_modules", false, "Emulate SVE in every module",
+                             "Emulate the SVE instructions of shared libraries, those opened with dlopen included, "
+                             "as well as those of the main program. By default only the main program's are.");
+droption_t<bool> hide_sve(DROPTION_SCOPE_CLIENT, "hide_sve", false, "Tell the program that there is no SVE",
+                          "Leave getauxval, prctl and ID_AA64PFR0_EL1 to the host, so that a program that chooses "
+                          "its code at run time takes its code for processors without SVE.");
 
 int tls_idx;
 module_data_t* exe;
@@ -122,9 +133,25 @@ bool app_handles(int sig) {
   return h != uint64_t(SIG_DFL) && h != uint64_t(SIG_IGN);
 }
 
-bool event_filter_syscall(void*, int sysnum) { return sysnum == SYS_rt_sigaction; }
+bool event_filter_syscall(void*, int sysnum) { return sysnum == SYS_rt_sigaction || sysnum == SYS_prctl; }
+
+// prctl's SVE vector length, answered for the emulated length without the
+// kernel, whose processor has no SVE.
+std::atomic<bool> inherit_vl;
+
+bool answer_prctl(void* dc) {
+  const int option = int(dr_syscall_get_param(dc, 0));
+  if (hide_sve.get_value() || (option != sve::detection::pr_sve_set_vl && option != sve::detection::pr_sve_get_vl))
+    return true;
+  bool inherit = inherit_vl.load();
+  const long status = sve::detection::sve_vl_prctl(option, dr_syscall_get_param(dc, 1), &inherit);
+  if (status >= 0) inherit_vl = inherit;
+  dr_syscall_set_result(dc, reg_t(status));
+  return false;
+}
 
 bool event_pre_syscall(void* dc, int sysnum) {
+  if (sysnum == SYS_prctl) return answer_prctl(dc);
   if (sysnum != SYS_rt_sigaction) return true;
   thread_data* t = data_of(dc);
   t->setting_signal = 0;
@@ -171,14 +198,36 @@ void event_kernel_xfer(void* dc, const dr_kernel_xfer_info_t* info) {
   }
 }
 
+// getauxval(AT_HWCAP) says SVE: the C library's function is wrapped where
+// it is loaded, and its result marked on the way out.
+void before_getauxval(void* wrapcxt, void** type) { *type = drwrap_get_arg(wrapcxt, 0); }
+void after_getauxval(void* wrapcxt, void* type) {
+  if (reinterpret_cast<uintptr_t>(type) == sve::detection::at_hwcap)
+    drwrap_set_retval(wrapcxt, reinterpret_cast<void*>(sve::detection::advertised_hwcap(
+                                   reinterpret_cast<uint64_t>(drwrap_get_retval(wrapcxt)))));
+}
+
+void event_module_load(void*, const module_data_t* mod, bool) {
+  for (const char* name : {"getauxval", "__getauxval"})
+    if (auto f = reinterpret_cast<app_pc>(dr_get_proc_address(mod->handle, name)))
+      drwrap_wrap(f, before_getauxval, after_getauxval);  // the two names may be one function
+}
+
 // An illegal instruction of the application, raised by the code that it
 // runs (an SVE word in a shared library, or one that the emulator does not
 // know), is named before the program dies of it.
 dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
   uint32_t word;
   if (info->sig == SIGILL && !app_handles(SIGILL) && info->mcontext && info->fault_fragment_info.cache_start_pc &&
-      framework_try_read(info->mcontext->pc, &word, 4))
-    sve::report_illegal_instruction("SVE client", reinterpret_cast<const uint32_t*>(info->mcontext->pc));
+      framework_try_read(info->mcontext->pc, &word, 4)) {
+    if (is_sve(word))
+      dr_fprintf(STDERR,
+                 "SVE client: SVE instruction 0x%08x at %p lies in a shared library, which the client leaves to "
+                 "the processor; the client option -all_modules emulates SVE there too\n",
+                 word, info->mcontext->pc);
+    else
+      sve::report_illegal_instruction("SVE client", reinterpret_cast<const uint32_t*>(info->mcontext->pc));
+  }
   if ((info->sig == SIGSEGV || info->sig == SIGBUS) && !app_handles(info->sig) && info->mcontext &&
       is_sve(*reinterpret_cast<const uint32_t*>(info->mcontext->pc)))
     dr_fprintf(STDERR,
@@ -293,6 +342,14 @@ struct framework_block {
   }
   // The sequence takes the instruction's place; every instruction that the
   // sequence consists of is one 4-byte word once encoded.
+  // The register's SVE field, bits 35:32, cleared and set to 1.
+  void mark_sve(instr_t* i, unsigned rt) const {
+    const opnd_t x = opnd_create_reg(reg_id_t(DR_REG_X0 + rt));
+    instr_t* after = instr_get_next(i);
+    inserter put{dc, bb, after, instr_get_app_pc(i)};
+    put(INSTR_CREATE_and(dc, x, x, OPND_CREATE_INT64(~(int64_t(0xf) << 32))));
+    put(INSTR_CREATE_orr(dc, x, x, OPND_CREATE_INT64(int64_t(1) << 32)));
+  }
   size_t replace(instr_t* i, sve_handler h) const {
     app_pc pc = instr_get_app_pc(i);
     SVE_ASSERT(dr_get_stolen_reg() == DR_REG_X28);
@@ -318,9 +375,10 @@ dr_emit_flags_t event_instruction_change(void* dc, void* tag, instrlist_t* bb, b
   module_data_t* mod = dr_lookup_module(dr_fragment_app_pc(tag));
   uintptr_t start = mod ? reinterpret_cast<uintptr_t>(mod->start) : 0;
   if (mod) dr_free_module_data(mod);
-  if (!sve::rewrites_block(mod != nullptr, start, reinterpret_cast<uintptr_t>(exe_start))) return DR_EMIT_DEFAULT;
+  if (!sve::rewrites_block(all_modules.get_value(), mod != nullptr, start, reinterpret_cast<uintptr_t>(exe_start)))
+    return DR_EMIT_DEFAULT;
   framework_block block{dc, bb};
-  aarch64_instr_count.fetch_add(sve::rewrite_block(block), std::memory_order_relaxed);
+  aarch64_instr_count.fetch_add(sve::rewrite_block(block, !hide_sve.get_value()), std::memory_order_relaxed);
   return DR_EMIT_DEFAULT;
 }
 
@@ -346,6 +404,7 @@ void event_exit() {
   dr_log(nullptr, DR_LOG_ALL, 1, "SVE client exiting\n");
   sve::print_exit_report(exe ? exe->full_path : "", aarch64_instr_count.load());
   if (exe) dr_free_module_data(exe);
+  if (!hide_sve.get_value()) drwrap_exit();
   if (!drmgr_unregister_bb_app2app_event(event_instruction_change) || drreg_exit() != DRREG_SUCCESS) SVE_ASSERT(false);
   drmgr_exit();
 }
@@ -372,6 +431,8 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
   drmgr_register_thread_exit_event(event_thread_exit);
   drmgr_register_exit_event(event_exit);
   if (!drmgr_register_bb_app2app_event(event_instruction_change, nullptr)) SVE_ASSERT(false);
+  if (!hide_sve.get_value() && (!drwrap_init() || !drmgr_register_module_load_event(event_module_load)))
+    SVE_ASSERT(false);
   drmgr_register_signal_event(event_signal);
   if (!drmgr_register_filter_syscall_event(event_filter_syscall) || !drmgr_register_pre_syscall_event(event_pre_syscall) || !drmgr_register_post_syscall_event(event_post_syscall) ||
       !drmgr_register_kernel_xfer_event(event_kernel_xfer))

@@ -5,7 +5,8 @@
 # sve-dr), and fails unless standard output and exit status are identical.
 # Environment: SVE_VL_BITS; SVE_RUN_LIB for the runner; SVE_CLIENT_LIB and
 # DYNAMORIO_HOME for the client; SVE_EXPECT_COUNT, the number of SVE
-# instructions that the exit report must give.
+# instructions that the exit report must give; SVE_REFERENCE_CPU, another
+# qemu processor model for the reference (one without SVE, say).
 set -uo pipefail
 mode=$1 prog=$2; shift 2
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -13,7 +14,8 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 sysroot=${SVE_SYSROOT:-/usr/aarch64-linux-gnu}
 
-qemu-aarch64 -cpu "max,sve-default-vector-length=$((SVE_VL_BITS / 8))" -L "$sysroot" "$prog" "$@" >"$tmp/ref.out"
+qemu-aarch64 -cpu "${SVE_REFERENCE_CPU:-max,sve-default-vector-length=$((SVE_VL_BITS / 8))}" -L "$sysroot" "$prog" "$@" \
+  >"$tmp/ref.out"
 ref_rc=$?
 case $mode in
   runner) "$root/tools/sve-run" "$prog" "$@" >"$tmp/emu.out" 2>"$tmp/emu.err" ;;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # launcher_messages.sh DIR: what sve-run and sve-dr tell a user when they
 # cannot run a program or an instruction. DIR holds the built test program
-# `illegal` and a static copy `illegal_static`. Each case checks the exit
+# `illegal`, a static copy `illegal_static` and `shared_library`. Each case checks the exit
 # status and one line of stderr. The cases of sve-dr that run a program need
 # the framework client (SVE_CLIENT_LIB and DYNAMORIO_HOME) and are skipped
 # without it.
@@ -83,6 +83,9 @@ if [[ -n ${SVE_CLIENT_LIB:-} ]]; then
   expect "client: SVE2 word is named" 132 "^SVE client: SVE instruction 0x44188020 at 0x[0-9a-f]+ is not emulated$" \
     "$dr" "$dir/illegal" sve2
   quiet "client: a SIGILL that the program's handler takes is not named" "$dr" "$dir/illegal" probe
+  expect "client: SVE in a shared library is named, with the option that emulates it" 132 \
+    "^SVE client: SVE instruction 0x[0-9a-f]+ at 0x[0-9a-f]+ lies in a shared library, .* -all_modules " \
+    env -u SVE_ALL_MODULES "$dr" "$dir/shared_library"
   expect "client: a static program runs" 0 "^illegal_static: 1 SVE instructions executed$" "$dr" "$dir/illegal_static" ok
 else
   echo "skipped: the cases of sve-dr that run a program (the framework client is not built)"

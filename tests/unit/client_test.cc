@@ -3,6 +3,7 @@
 // one emulated instruction does to the statistics.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -13,11 +14,12 @@
 
 using namespace sve;
 
-TEST(Rewriting, OnlyTheMainModuleAndGeneratedCode) {
-  EXPECT_TRUE(rewrites_block(true, 0x400000, 0x400000));
-  EXPECT_FALSE(rewrites_block(true, 0x7f0000000000, 0x400000));  // a shared library
-  EXPECT_TRUE(rewrites_block(false, 0, 0x400000));               // no module: generated code
-  EXPECT_TRUE(rewrites_block(true, 0, 0));                       // no main module known
+TEST(Rewriting, OnlyTheMainModuleAndGeneratedCodeUnlessEveryModule) {
+  EXPECT_TRUE(rewrites_block(false, true, 0x400000, 0x400000));
+  EXPECT_FALSE(rewrites_block(false, true, 0x7f0000000000, 0x400000));  // a shared library
+  EXPECT_TRUE(rewrites_block(false, false, 0, 0x400000));               // no module: generated code
+  EXPECT_TRUE(rewrites_block(false, true, 0, 0));                       // no main module known
+  EXPECT_TRUE(rewrites_block(true, true, 0x7f0000000000, 0x400000));
 }
 
 // A block as a list of words: replace() records what it replaced and says
@@ -28,6 +30,7 @@ struct word_block {
   std::vector<uint32_t> words;
   size_t sequence_bytes = 540;
   std::vector<std::pair<unsigned, sve_handler>> replaced;
+  std::vector<std::pair<unsigned, unsigned>> marked;  // item, register
   int cut_at = -1;
 
   const uint32_t* first() const { return words.empty() ? nullptr : words.data(); }
@@ -38,12 +41,13 @@ struct word_block {
     return sequence_bytes;
   }
   void cut(const uint32_t* i) { cut_at = int(i - words.data()); }
+  void mark_sve(const uint32_t* i, unsigned rt) { marked.emplace_back(unsigned(i - words.data()), rt); }
 };
 
 TEST(Rewriting, SveWordsReplacedOthersCounted) {
   uint32_t add = test::word("VecU32AddVVM"), ptrue = test::word("VecP8TrueI") | 31u << 5;
   word_block block({0xd503201f /* nop */, add, add, 0x8b020020 /* add x0, x1, x2 */, ptrue, 0xd65f03c0 /* ret */});
-  EXPECT_EQ(rewrite_block(block), 3u);
+  EXPECT_EQ(rewrite_block(block, false), 3u);
   ASSERT_EQ(block.replaced.size(), 3u);
   EXPECT_EQ(block.replaced[0].first, 1u);
   EXPECT_EQ(block.replaced[1].first, 2u);  // two in a row: each its own
@@ -52,7 +56,39 @@ TEST(Rewriting, SveWordsReplacedOthersCounted) {
   EXPECT_EQ(block.replaced[2].second, is_sve(ptrue));
   EXPECT_EQ(block.cut_at, -1);
   word_block empty;
-  EXPECT_EQ(rewrite_block(empty), 0u);
+  EXPECT_EQ(rewrite_block(empty, false), 0u);
+}
+
+// Reads of ID_AA64PFR0_EL1 are marked to say SVE when detection is on; other
+// system registers, and a read into XZR, are left alone.
+TEST(Rewriting, IdRegisterReadsSaySve) {
+  const uint32_t pfr0_x3 = 0xd5380403, pfr0_xzr = 0xd538041f, zfr0_x4 = 0xd5380484, midr_x5 = 0xd5380005;
+  word_block block({pfr0_x3, zfr0_x4, midr_x5, pfr0_xzr, 0xd5380419 /* x25 */});
+  EXPECT_EQ(rewrite_block(block, true), 5u);
+  const std::vector<std::pair<unsigned, unsigned>> expected{{0, 3}, {4, 25}};
+  EXPECT_EQ(block.marked, expected);
+  word_block hidden({pfr0_x3});
+  rewrite_block(hidden, false);
+  EXPECT_TRUE(hidden.marked.empty());
+  EXPECT_EQ(detection::advertised_pfr0(0x0000000f00110011), 0x0000000100110011u);
+}
+
+// What prctl answers for the SVE vector length, as the kernel of a processor
+// whose one length is the emulated one.
+TEST(Detection, VectorLengthPrctl) {
+  using namespace detection;
+  bool inherit = false;
+  EXPECT_EQ(sve_vl_prctl(pr_sve_get_vl, 0, &inherit), long(sve_vl_bytes));
+  EXPECT_EQ(sve_vl_prctl(pr_sve_set_vl, sve_vl_bytes, &inherit), long(sve_vl_bytes));
+  EXPECT_EQ(sve_vl_prctl(pr_sve_set_vl, 32, &inherit), long(sve_vl_bytes)) << "a length it lacks: the one it has";
+  EXPECT_EQ(sve_vl_prctl(pr_sve_set_vl, 4096, &inherit), long(sve_vl_bytes));
+  for (unsigned long bad : {0ul, 8ul, 100ul, 8208ul, 16ul | 1ul << 20})
+    EXPECT_EQ(sve_vl_prctl(pr_sve_set_vl, bad, &inherit), -EINVAL) << bad;
+  EXPECT_EQ(sve_vl_prctl(pr_sve_set_vl, 64 | pr_sve_vl_inherit, &inherit), long(sve_vl_bytes | pr_sve_vl_inherit));
+  EXPECT_EQ(sve_vl_prctl(pr_sve_get_vl, 0, &inherit), long(sve_vl_bytes | pr_sve_vl_inherit));
+  EXPECT_EQ(sve_vl_prctl(pr_sve_set_vl, sve_vl_bytes | pr_sve_set_vl_onexec, &inherit), long(sve_vl_bytes));
+  EXPECT_FALSE(inherit);
+  EXPECT_EQ(advertised_hwcap(0x119ffb), 0x519ffbu);
 }
 
 // A straight line of 300 SVE instructions is rewritten as a chain of blocks,
@@ -64,7 +100,7 @@ TEST(Rewriting, LongBlocksAreCutToFitTheCache) {
   while (start < 300) {
     word_block block(std::vector<uint32_t>(300 - start, add));
     block.words.insert(block.words.begin(), 0xd503201f);  // a nop in front of each
-    EXPECT_EQ(rewrite_block(block), 1u);
+    EXPECT_EQ(rewrite_block(block, false), 1u);
     const size_t taken = block.replaced.size();
     ASSERT_GT(taken, 0u);
     EXPECT_LE(block_budget::native_bytes + taken * block.sequence_bytes, block_budget::room);
@@ -85,7 +121,7 @@ TEST(Rewriting, TheFirstSequenceAlwaysGoesIn) {
   const uint32_t add = test::word("VecU32AddVVM");
   word_block block({add, add});
   block.sequence_bytes = block_budget::room + 1;
-  rewrite_block(block);
+  rewrite_block(block, false);
   EXPECT_EQ(block.replaced.size(), 1u);
   EXPECT_EQ(block.cut_at, 1);
 }
