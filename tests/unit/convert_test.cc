@@ -220,26 +220,18 @@ TEST(Conversions, BetweenFormatsAtTheLimits) {
   check({
       run("65520 to half overflows", 0, cvt<u32, u16>(0x477ff000), 0x7c00, FP_OFC | FP_IXC),
       run("65520 to half, towards zero: no overflow", 0, cvt<u32, u16>(0x477ff000, ZERO), 0x7bff, FP_IXC),
-      run("65504 to half is exact", 0, cvt<u32, u16>(0x477fe000), 0x7bff, 0),
       run("1.5 x 2^-24 to half: a tie of denormals", FZ16, cvt<u32, u16>(0x33c00000), 0x0002, FZ16 | FP_UFC | FP_IXC),
-      run("2^-24 to half is the smallest denormal", 0, cvt<u32, u16>(0x33800000), 0x0001, 0),
       run("double halfway below 2^-14 rounds up to the smallest normal", 0, cvt<u64, u16>(0x3f0ffc0000000000),
           0x0400, FP_UFC | FP_IXC),
       run("the same towards zero stays the largest denormal", 0, cvt<u64, u16>(0x3f0ffc0000000000, ZERO), 0x03ff,
           FP_UFC | FP_IXC),
-      run("just below halfway", 0, cvt<u64, u16>(0x3f0ffbfff8000000), 0x03ff, FP_UFC | FP_IXC),
       run("double far below half precision, upwards", 0, cvt<u64, u16>(1, POSINF), 0x0001, FP_UFC | FP_IXC),
       run("double denormal under FZ", FZ, cvt<u64, u16>(1, POSINF), 0, FZ | FP_IDC),
       run("single denormal under FZ widens to zero", FZ, cvt<u32, u64>(0x80000001), 0x8000000000000000, FZ | FP_IDC),
       run("double to single flushes a tiny result under FZ", FZ, cvt<u64, u32>(0x3690000000000000), 0, FZ | FP_UFC),
-      run("half denormal widens exactly", 0, cvt<u16, u32>(0x0001), 0x33800000, 0),
       run("half denormal under FZ16 is a zero", FZ16, cvt<u16, u64>(0x8001), 0x8000000000000000, FZ16),
       run("signalling NaN keeps the top of its payload", 0, cvt<u32, u16>(0x7fa02000), 0x7f01, FP_IOC),
-      run("payload below the cut", 0, cvt<u64, u16>(0xfff0000000000001), 0xfe00, FP_IOC),
-      run("quiet NaN widens, payload moved up", 0, cvt<u16, u64>(0xfe01), 0xfff8040000000000, 0),
       run("quiet NaN under DN", DN, cvt<u64, u32>(0x7ff8000000000123), 0x7fc00000, DN),
-      run("signed zero", 0, cvt<u64, u16>(0x8000000000000000), 0x8000, 0),
-      run("infinity", 0, cvt<u16, u32>(0xfc00), 0xff800000, 0),
       // The alternative half-precision format: no infinities or NaNs.
       run("AHP source: exponent 31 is a number", AHP, cvt<u16, u32>(0x7c00), 0x47800000, AHP),
       run("AHP source: the largest value", AHP, cvt<u16, u32>(0xffff), 0xc7ffe000, AHP),
@@ -257,26 +249,12 @@ auto rint(T x, FPRounding rm, bool exact = false) {
 
 TEST(Conversions, RoundingToIntegralAtTheLimits) {
   check({
-      run("-0.3 to nearest", 0, rint<u32>(0xbe99999a, TIEEVEN), 0x80000000, 0),
-      run("-0.3 to nearest, exact", 0, rint<u32>(0xbe99999a, TIEEVEN, true), 0x80000000, FP_IXC),
-      run("2.5 ties to even", 0, rint<u32>(0x40200000, TIEEVEN), 0x40000000, 0),
-      run("3.5 ties to even", 0, rint<u32>(0x40600000, TIEEVEN), 0x40800000, 0),
-      run("2.5 ties away", 0, rint<u32>(0x40200000, TIEAWAY), 0x40400000, 0),
-      run("-2.5 ties away", 0, rint<u32>(0xc0200000, TIEAWAY), 0xc0400000, 0),
       run("0.5 ties away", 0, rint<u16>(0x3800, TIEAWAY), 0x3c00, 0),
-      run("-0.5 ties to even", 0, rint<u16>(0xb800, TIEEVEN), 0x8000, 0),
-      run("largest below 1, upwards", 0, rint<u32>(0x3f7fffff, POSINF), 0x3f800000, 0),
-      run("-0.9 towards zero", 0, rint<u64>(0xbfeccccccccccccd, ZERO), 0x8000000000000000, 0),
       run("denormal under FZ", FZ, rint<u32>(0x00000001, POSINF, true), 0, FZ | FP_IDC),
       run("denormal upwards", 0, rint<u32>(0x00000001, POSINF, true), 0x3f800000, FP_IXC),
       run("half denormal under FZ16", FZ16, rint<u16>(0x8001, NEGINF, true), 0x8000, FZ16),
-      run("2^52 + 0.5 does not exist: 2^52 + 1 stays", 0, rint<u64>(0x4330000000000001, TIEEVEN, true),
-          0x4330000000000001, 0),
-      run("largest half is integral", 0, rint<u16>(0x7bff, ZERO, true), 0x7bff, 0),
       run("1023.5 in half rounds to 1024", 0, rint<u16>(0x63ff, TIEEVEN, true), 0x6400, FP_IXC),
-      run("signalling NaN", 0, rint<u64>(0x7ff0000000000001, ZERO), 0x7ff8000000000001, FP_IOC),
       run("signalling NaN under DN", DN, rint<u16>(0x7c01, ZERO), 0x7e00, DN | FP_IOC),
-      run("infinity", 0, rint<u32>(0xff800000, TIEAWAY, true), 0xff800000, 0),
   });
 }
 
@@ -288,30 +266,20 @@ auto fix(From x, bool is_unsigned, FPRounding rm = ZERO) {
 TEST(Conversions, ToIntegerSaturates) {
   check({
       run("2^31 to s32", 0, fix<u32, u32>(0x4f000000, false), 0x7fffffff, FP_IOC),
-      run("-2^31 to s32", 0, fix<u32, u32>(0xcf000000, false), 0x80000000, 0),
       run("-2^31 - 256 to s32", 0, fix<u32, u32>(0xcf000001, false), 0x80000000, FP_IOC),
-      run("-0.4 to unsigned", 0, fix<u64, u32>(0xbfd999999999999a, true), 0, FP_IXC),
       run("-1.0 to unsigned", 0, fix<u64, u64>(0xbff0000000000000, true), 0, FP_IOC),
-      run("-1.5 to u32", 0, fix<u32, u32>(0xbfc00000, true), 0, FP_IOC),
       run("NaN to unsigned", 0, fix<u32, u64>(0x7fc00000, true), 0, FP_IOC),
-      run("signalling NaN to signed", 0, fix<u16, u16>(0xfd00, false), 0, FP_IOC),
       run("+inf to unsigned", 0, fix<u32, u32>(0x7f800000, true), 0xffffffff, FP_IOC),
       run("-inf to s64", 0, fix<u64, u64>(0xfff0000000000000, false), 0x8000000000000000, FP_IOC),
       run("65504 to u16 is exact", 0, fix<u16, u16>(0x7bff, true), 0xffe0, 0),
       run("65504 to s16 saturates", 0, fix<u16, u16>(0x7bff, false), 0x7fff, FP_IOC),
-      run("-65504 to s32", 0, fix<u16, u32>(0xfbff, false), 0xffff0020, 0),
       run("3e9 to s32", 0, fix<u64, u32>(0x41e65a0bc0000000, false), 0x7fffffff, FP_IOC),
-      run("-3e9 to s32", 0, fix<u64, u32>(0xc1e65a0bc0000000, false), 0x80000000, FP_IOC),
-      run("3e9 to u32 is exact", 0, fix<u64, u32>(0x41e65a0bc0000000, true), 3000000000, 0),
       run("2^32 to u32", 0, fix<u64, u32>(0x41f0000000000000, true), 0xffffffff, FP_IOC),
       run("2^32 - 0.5 to u32 truncates", 0, fix<u64, u32>(0x41effffffff00000, true), 0xffffffff, FP_IXC),
       run("2^63 to s64", 0, fix<u64, u64>(0x43e0000000000000, false), 0x7fffffffffffffff, FP_IOC),
-      run("-2^63 to s64", 0, fix<u64, u64>(0xc3e0000000000000, false), 0x8000000000000000, 0),
-      run("2^64 - 2^11 to u64", 0, fix<u64, u64>(0x43efffffffffffff, true), 0xfffffffffffff800, 0),
       run("2^64 to u64", 0, fix<u64, u64>(0x43f0000000000000, true), 0xffffffffffffffff, FP_IOC),
       run("2.5 ties away", 0, fix<u64, u64>(0x4004000000000000, false, TIEAWAY), 3, FP_IXC),
       run("-2.5 ties to even", 0, fix<u64, u64>(0xc004000000000000, false, TIEEVEN), u64(-2), FP_IXC),
-      run("-0.5 upwards to unsigned: zero, inexact", 0, fix<u32, u32>(0xbf000000, true, POSINF), 0, FP_IXC),
       run("denormal under FZ", FZ, fix<u32, u32>(0x80000001, true), 0, FZ | FP_IDC),
   });
 }
@@ -323,56 +291,14 @@ auto flt(u64 x, bool is_unsigned, FPRounding rm = TIEEVEN) {
 
 TEST(Conversions, FromIntegerAtTheLimits) {
   check({
-      run("0 is +0", RM(2), flt<u64>(0, false, NEGINF), 0, RM(2)),
-      run("signed all ones is -1", 0, flt<u32>(~0ull, false), 0xbf800000, 0),
       run("unsigned all ones is 2^64, rounded", 0, flt<u32>(~0ull, true), 0x5f800000, FP_IXC),
       run("unsigned all ones to half overflows", 0, flt<u16>(~0ull, true), 0x7c00, FP_OFC | FP_IXC),
       run("65520 to half overflows", 0, flt<u16>(65520, true), 0x7c00, FP_OFC | FP_IXC),
       run("65536 to half, towards zero", 0, flt<u16>(65536, true, ZERO), 0x7bff, FP_OFC | FP_IXC),
-      run("65519 to half", 0, flt<u16>(65519, true), 0x7bff, FP_IXC),
       run("2049 to half: a tie", 0, flt<u16>(2049, false), 0x6800, FP_IXC),
       run("-2049 to half, downwards", 0, flt<u16>(u64(-2049), false, NEGINF), 0xe801, FP_IXC),
-      run("2^31 - 1 to single", 0, flt<u32>(0x7fffffff, false), 0x4f000000, FP_IXC),
-      run("most negative to double", 0, flt<u64>(0x8000000000000000, false), 0xc3e0000000000000, 0),
       run("AHP and FZ16 play no part", AHP | FZ16, flt<u16>(65520, true), 0x7c00, AHP | FZ16 | FP_OFC | FP_IXC),
   });
-}
-
-// The instructions around the library: containers, extension of narrow
-// results, and the controls that conversions between formats ignore.
-TEST(Conversions, InstructionsFillTheirContainers) {
-  auto s = test::random_state(3);
-  const uint32_t operands = 0 | 1 << 10 | 2 << 5;  // z0, p1, z2
-  std::memset(s->p[1], 1, sve_vl_bytes);
-  auto one = [&](const char* name, u64 source, FPSCR fpcr, u64 want, u32 want_fpsr) {
-    SCOPED_TRACE(name);
-    for (unsigned i = 0; i < sve_vl_bytes / 8; ++i) test::set_elem<u64>(s->z[2], i, source);
-    s->fpcr = fpcr;
-    s->fpsr = 0;
-    ASSERT_EQ(test::run(s.get(), test::word(name) | operands), aarch64_decode_ok);
-    EXPECT_EQ(test::elem<u64>(s->z[0], 0), want);
-    EXPECT_EQ(test::elem<u64>(s->z[0], sve_vl_bytes / 8 - 1), want);
-    EXPECT_EQ(s->fpsr, want_fpsr);
-  };
-  one("VecS64_4FromDVM", 0x41e65a0bc0000000, 0, 0x000000007fffffff, FP_IOC);
-  one("VecS64_4FromDVM", 0xc1e65a0bc0000000, 0, 0xffffffff80000000, FP_IOC);
-  one("VecS64_4FromDVM", 0xc000000000000000, 0, 0xfffffffffffffffe, 0);
-  one("VecU64_4FromDVM", 0x41f0000000000000, 0, 0x00000000ffffffff, FP_IOC);
-  // The high half of the source container is ignored, the result's is zero.
-  one("VecD64ExtndFVM", 0xdeadbeef3f800000, 0, 0x3ff0000000000000, 0);
-  one("VecH64TruncDVM", 0x7ff0000000000000, AHP, 0x7c00, 0);
-  one("VecD64ExtndHVM", 0x1234567800000001, FZ16, 0x3e70000000000000, 0);
-  one("VecF64FromU8VM", ~0ull, 0, 0x5f800000, FP_IXC);
-  one("VecF64FromS8VM", ~0ull, 0, 0xbf800000, 0);
-  one("VecD64FromS4VM", 0x00000000ffffffff, 0, 0xbff0000000000000, 0);
-  one("VecD64FromU4VM", 0xffffffff00000001, 0, 0x3ff0000000000000, 0);
-  one("VecD64FRIntXVM", 0x3ff8000000000000, RM(2), 0x3ff0000000000000, FP_IXC);
-  one("VecD64FRIntIVM", 0x3ff8000000000000, RM(2), 0x3ff0000000000000, 0);
-  one("VecD64FRIntAVM", 0xbff8000000000000, 0, 0xc000000000000000, 0);
-  // Inactive elements keep the whole old container.
-  std::memset(s->p[1], 0, sve_vl_bytes);
-  for (unsigned i = 0; i < sve_vl_bytes / 8; ++i) test::set_elem<u64>(s->z[0], i, 0x7ff4000012345678);
-  one("VecF64TruncDVM", 0x7ff4000000000000, 0, 0x7ff4000012345678, 0);
 }
 
 }  // namespace

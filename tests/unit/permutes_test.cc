@@ -16,6 +16,7 @@ uint32_t zzz(const char* name, unsigned d, unsigned n, unsigned m) {
 void iota(uint8_t* z) {
   for (unsigned i = 0; i < vl; ++i) z[i] = uint8_t(i);
 }
+
 }  // namespace
 
 TEST(Permutes, TableIndicesBeyondTheVectorGiveZero) {
@@ -57,52 +58,6 @@ TEST(Permutes, ExtractAcrossTwoRegisters) {
     }
 }
 
-TEST(Permutes, ReverseTwiceRestores) {
-  auto s = test::random_state();
-  auto before = *s;
-  for (unsigned bytes : {1u, 4u}) {
-    const char* name = bytes == 1 ? "VecU8ReverseV" : "VecU32ReverseV";
-    ASSERT_EQ(test::run(s.get(), test::word(name) | 4 | 4 << 5), aarch64_decode_ok);
-    EXPECT_EQ(std::memcmp(s->z[4], before.z[4] + vl - bytes, bytes), 0) << name;
-    ASSERT_EQ(test::run(s.get(), test::word(name) | 4 | 4 << 5), aarch64_decode_ok);
-    EXPECT_EQ(std::memcmp(before.z[4], s->z[4], vl), 0) << name;
-  }
-}
-
-TEST(Permutes, InterleaveAndDeinterleave) {
-  auto s = test::random_state();
-  for (unsigned i = 0; i < vl / 8; ++i) test::set_elem<uint64_t>(s->z[1], i, i);
-  for (unsigned i = 0; i < vl / 8; ++i) test::set_elem<uint64_t>(s->z[2], i, 100 + i);
-  ASSERT_EQ(test::run(s.get(), zzz("VecU64Zip1VV", 0, 1, 1)), aarch64_decode_ok);
-  for (unsigned i = 0; i < vl / 8; ++i) ASSERT_EQ(elem<uint64_t>(s->z[0], i), i / 2) << i;
-  ASSERT_EQ(test::run(s.get(), zzz("VecU64Zip2VV", 0, 1, 2)), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), vl / 16);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 1), 100 + vl / 16);
-  ASSERT_EQ(test::run(s.get(), zzz("VecU64Uzp2VV", 0, 1, 2)), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 1u);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], vl / 16), 101u);
-  ASSERT_EQ(test::run(s.get(), zzz("VecU64Trn1VV", 0, 1, 2)), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 0u);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 1), 100u);
-  ASSERT_EQ(test::run(s.get(), zzz("VecU64Trn2VV", 0, 1, 2)), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 1u);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 1), 101u);
-}
-
-TEST(Permutes, UnpackSignedAndUnsigned) {
-  auto s = test::random_state();
-  s->z[1][vl / 2] = 0x80;
-  ASSERT_EQ(test::run(s.get(), test::word("VecS16UnpackHiV") | 0 | 1 << 5), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint16_t>(s->z[0], 0), 0xff80);
-  ASSERT_EQ(test::run(s.get(), test::word("VecU16UnpackHiV") | 0 | 1 << 5), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint16_t>(s->z[0], 0), 0x0080);
-  test::set_elem<uint32_t>(s->z[1], 0, 0x80000000);
-  ASSERT_EQ(test::run(s.get(), test::word("VecS64UnpackLoV") | 0 | 1 << 5), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 0xffffffff80000000);
-  ASSERT_EQ(test::run(s.get(), test::word("VecU64UnpackLoV") | 0 | 1 << 5), aarch64_decode_ok);
-  EXPECT_EQ(elem<uint64_t>(s->z[0], 0), 0x80000000u);
-}
-
 TEST(Permutes, SpliceAndCompact) {
   const unsigned n = vl / 4;
   auto s = test::random_state();
@@ -134,23 +89,4 @@ TEST(Permutes, SpliceAndCompact) {
   EXPECT_EQ(elem<uint32_t>(s->z[3], 0), 1001u);
   EXPECT_EQ(elem<uint32_t>(s->z[3], 1), 1003u);
   EXPECT_EQ(elem<uint32_t>(s->z[3], 2), 0u);
-}
-
-TEST(Permutes, ReversalWithinElements) {
-  struct Case { const char* name; uint64_t a, result; unsigned bytes; };
-  const Case cases[] = {
-      {"VecU16Rev1V", 0x1234, 0x3412, 2},
-      {"VecU32Rev2V", 0x11223344, 0x33441122, 4},
-      {"VecU64Rev4V", 0x1122334455667788, 0x5566778811223344, 8},
-      {"VecU64Rev1V", 0x1122334455667788, 0x8877665544332211, 8},
-  };
-  for (const Case& c : cases) {
-    auto s = test::random_state();
-    std::memset(s->p[0], 1, vl);
-    std::memcpy(s->z[1], &c.a, c.bytes);
-    ASSERT_EQ(test::run(s.get(), test::word(c.name) | 0 | 1 << 5), aarch64_decode_ok);
-    uint64_t r = 0;
-    std::memcpy(&r, s->z[0], c.bytes);
-    EXPECT_EQ(r, c.result) << c.name;
-  }
 }
