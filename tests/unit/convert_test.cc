@@ -280,6 +280,7 @@ TEST(Conversions, ToIntegerSaturates) {
       run("2^64 to u64", 0, fix<u64, u64>(0x43f0000000000000, true), 0xffffffffffffffff, FP_IOC),
       run("2.5 ties away", 0, fix<u64, u64>(0x4004000000000000, false, TIEAWAY), 3, FP_IXC),
       run("-2.5 ties to even", 0, fix<u64, u64>(0xc004000000000000, false, TIEEVEN), u64(-2), FP_IXC),
+      run("-0.5 upwards to unsigned: zero, inexact", 0, fix<u32, u32>(0xbf000000, true, POSINF), 0, FP_IXC),
       run("denormal under FZ", FZ, fix<u32, u32>(0x80000001, true), 0, FZ | FP_IDC),
   });
 }
@@ -291,6 +292,7 @@ auto flt(u64 x, bool is_unsigned, FPRounding rm = TIEEVEN) {
 
 TEST(Conversions, FromIntegerAtTheLimits) {
   check({
+      run("0 is +0", RM(2), flt<u64>(0, false, NEGINF), 0, RM(2)),
       run("unsigned all ones is 2^64, rounded", 0, flt<u32>(~0ull, true), 0x5f800000, FP_IXC),
       run("unsigned all ones to half overflows", 0, flt<u16>(~0ull, true), 0x7c00, FP_OFC | FP_IXC),
       run("65520 to half overflows", 0, flt<u16>(65520, true), 0x7c00, FP_OFC | FP_IXC),
