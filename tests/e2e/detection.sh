@@ -28,8 +28,8 @@ check "runner, hidden: told no SVE, as on a processor without it" \
 if [[ -n ${SVE_CLIENT_LIB:-} ]]; then
   check "client: the ID register and a raw prctl" "$here/compare.sh" client "$prog" id
   check "client: a length the processor lacks" other "$root/tools/sve-dr"
-  check "client, hidden: told no SVE, as on a processor without it" \
-    env SVE_HIDE=1 SVE_REFERENCE_CPU=neoverse-n1 "$here/compare.sh" client "$prog" id
+  check "client, hidden, every module: told no SVE, as on a processor without it" \
+    env SVE_HIDE=1 SVE_ALL_MODULES=1 SVE_REFERENCE_CPU=neoverse-n1 "$here/compare.sh" client "$prog" id
 else
   echo "skipped: the client's cases (the framework client is not built)"
 fi
