@@ -5,7 +5,8 @@
 //   (none)  what it was told, which code it chose, and the result;
 //   id      also ID_AA64PFR0_EL1's SVE field and prctl as a raw system call;
 //   other   the answer to PR_SVE_SET_VL for 256 bytes, a length the
-//           emulated processor lacks.
+//           emulated processor lacks;
+//   auxv    also what /proc/self/auxv says.
 #include <errno.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -56,6 +57,13 @@ int main(int argc, char** argv) {
     __asm__ volatile("mrs %0, ID_AA64PFR0_EL1" : "=r"(pfr0));
     printf("ID_AA64PFR0_EL1: SVE field %d\n", (int)(pfr0 >> 32 & 15));
     printf("raw prctl: %ld\n", syscall(SYS_prctl, PR_SVE_GET_VL, 0, 0, 0, 0));
+  }
+  if (!strcmp(mode, "auxv")) {
+    FILE* f = fopen("/proc/self/auxv", "r");
+    unsigned long entry[2] = {0, 0};
+    while (f && fread(entry, sizeof entry, 1, f) == 1 && entry[0] != AT_NULL && entry[0] != AT_HWCAP) continue;
+    printf("/proc/self/auxv: SVE %s\n", entry[0] == AT_HWCAP && (entry[1] & HWCAP_SVE) ? "yes" : "no");
+    if (f) fclose(f);
   }
   if (!strcmp(mode, "other")) printf("PR_SVE_SET_VL of 256 bytes: %d\n", prctl(PR_SVE_SET_VL, 256));
 
