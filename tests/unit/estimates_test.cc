@@ -40,8 +40,6 @@ void check(const std::vector<row>& rows) {
 
 TEST(Estimates, ReciprocalEstimate) {
   check({
-      {"+0", 0, [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0, s); }, 0x7f800000, FP_DZC},
-      {"signalling NaN", 0, [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0xff800001, s); }, 0xffc00001, FP_IOC},
       {"quiet NaN, DN", DN, [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0xffc00001, s); }, 0x7fc00000, DN},
       {"below 2^-128, mode 0", 0, [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0x001fffff, s); }, 0x7f800000,
        FP_OFC | FP_IXC},
@@ -51,8 +49,6 @@ TEST(Estimates, ReciprocalEstimate) {
        RM(1) | FP_OFC | FP_IXC},
       {"negative, mode 2", RM(2), [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0x80000001, s); }, 0xff800000,
        RM(2) | FP_OFC | FP_IXC},
-      {"largest normal: a denormal", 0, [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0x7f7fffff, s); },
-       0x00200000, 0},
       {"largest normal under FZ", FZ, [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0x7f7fffff, s); }, 0,
        FZ | FP_UFC},
       {"2^125 stays normal under FZ", FZ, [](FPSCR& s) -> u64 { return FPRecipEstimate<u32>(0x7e000000, s); },
@@ -68,7 +64,6 @@ TEST(Estimates, ReciprocalSquareRootEstimate) {
   check({
       {"1.0: odd exponent field, first entry", 0,
        [](FPSCR& s) -> u64 { return FPRSqrtEstimate<u32>(0x3f800000, s); }, 0x3f7f8000, 0},
-      {"-0", 0, [](FPSCR& s) -> u64 { return FPRSqrtEstimate<u32>(0x80000000, s); }, 0xff800000, FP_DZC},
       {"denormal flushed", FZ, [](FPSCR& s) -> u64 { return FPRSqrtEstimate<u32>(1, s); }, 0x7f800000,
        FZ | FP_DZC | FP_IDC},
   });
@@ -80,33 +75,19 @@ TEST(Estimates, Steps) {
        0, 0},
       {"recps 1, 2, mode 2", RM(2), [](FPSCR& s) -> u64 { return FPRecipStepFused<u32>(0x3f800000, 0x40000000, s); },
        0x80000000, RM(2)},
-      {"recps NaN op1: sign inverted", 0,
-       [](FPSCR& s) -> u64 { return FPRecipStepFused<u32>(0x7fc00001, 0x3f800000, s); }, 0xffc00001, 0},
-      {"double recps overflow", 0,
-       [](FPSCR& s) -> u64 { return FPRecipStepFused<u64>(0x7fefffffffffffff, 0xc000000000000000, s); },
-       0x7ff0000000000000, FP_OFC | FP_IXC},
   });
 }
 
 TEST(Estimates, ExponentOperations) {
   check({
       {"recpx denormal under FZ", FZ, [](FPSCR& s) -> u64 { return FPRecpX<u32>(1, s); }, 0x7f000000, FZ | FP_IDC},
-      {"recpx signalling NaN", 0, [](FPSCR& s) -> u64 { return FPRecpX<u32>(0x7f800001, s); }, 0x7fc00001, FP_IOC},
       {"recpx half denormal under FZ16", FZ16, [](FPSCR& s) -> u64 { return FPRecpX<u16>(1, s); }, 0x7800, FZ16},
-      {"scale 1 by 1000", 0, [](FPSCR& s) -> u64 { return FPScale32(0x3f800000, 1000, s); }, 0x7f800000,
-       FP_OFC | FP_IXC},
       {"scale 1 by -1000, mode 0", 0, [](FPSCR& s) -> u64 { return FPScale32(0x3f800000, -1000, s); }, 0,
        FP_UFC | FP_IXC},
       {"scale 1 by -1000, mode 1", RM(1), [](FPSCR& s) -> u64 { return FPScale32(0x3f800000, -1000, s); }, 1,
        RM(1) | FP_UFC | FP_IXC},
       {"scale into the denormals under FZ", FZ, [](FPSCR& s) -> u64 { return FPScale32(0x3f800000, -127, s); }, 0,
        FZ | FP_UFC},
-      {"scale by the most negative", 0, [](FPSCR& s) -> u64 { return FPScale32(0x7f7fffff, INT32_MIN, s); }, 0,
-       FP_UFC | FP_IXC},
-      {"scale half by 32767", 0, [](FPSCR& s) -> u64 { return FPScale16(0x0001, 32767, s); }, 0x7c00,
-       FP_OFC | FP_IXC},
-      {"scale double by -2^63", 0, [](FPSCR& s) -> u64 { return FPScale64(0x3ff0000000000000, INT64_MIN, s); }, 0,
-       FP_UFC | FP_IXC},
   });
 }
 

@@ -203,53 +203,22 @@ TEST(FpLibrary, RoundingStepAtTheBottomOfTheRange) {
   EXPECT_EQ(flags, FP_IOC);
 }
 
-TEST(FpLibrary, ComparesAndLimits) {
-  const u32 pz = 0, nz = 0x80000000, qnan = 0x7fc00000, snan = 0x7f800001, one = 0x3f800000, ninf = 0xff800000;
-  FPSCR s = 0;
-  EXPECT_TRUE(FPCompareEQ(pz, nz, s));
-  EXPECT_TRUE(FPCompareGE(pz, nz, s) && FPCompareGE(nz, pz, s));
-  EXPECT_FALSE(FPCompareGT(pz, nz, s) || FPCompareGT(nz, pz, s));
-  EXPECT_TRUE(FPCompareGT(one, 0x3f7fffffu, s) && FPCompareGT(0xbf7fffffu, 0xbf800000u, s));
-  EXPECT_EQ(s, 0u);
-  EXPECT_FALSE(FPCompareEQ(qnan, qnan, s));
-  EXPECT_TRUE(FPCompareUN(qnan, one, s));
-  EXPECT_EQ(s, 0u);
-  EXPECT_FALSE(FPCompareGE(qnan, one, s));
-  EXPECT_EQ(s, u32(FP_IOC));
-  s = 0;
-  EXPECT_TRUE(FPCompareUN(snan, one, s));
-  EXPECT_EQ(s, u32(FP_IOC));
-  s = FZ;
+TEST(FpLibrary, ComparesAndMaximaUnderFpcrControls) {
+  // FZ compares denormals as zeros and says so, FZ16 flushes half precision
+  // silently; DN makes any NaN result the default NaN; FZ gives a flushed
+  // maximum as a zero of the chosen operand's sign.
+  const u32 nz = 0x80000000, qnan = 0x7fc00000;
+  FPSCR s = FZ;
   EXPECT_TRUE(FPCompareEQ(1u, 2u, s));
   EXPECT_EQ(s, FZ | FP_IDC);
   s = FZ16;
   EXPECT_TRUE(FPCompareEQ<u16>(1, 2, s));
   EXPECT_EQ(s, FZ16);
-  s = 0;
-  EXPECT_EQ(FPCompare(one, qnan, true, s), 3);
-  EXPECT_EQ(FPCompare(one, one, false, s), 6);
-  EXPECT_EQ(FPCompare(nz, one, false, s), 8);
-  EXPECT_EQ(FPCompare(one, nz, false, s), 2);
-
-  s = 0;
-  EXPECT_EQ(FPMax(nz, pz, s), pz);
-  EXPECT_EQ(FPMax(pz, nz, s), pz);
-  EXPECT_EQ(FPMin(pz, nz, s), nz);
-  EXPECT_EQ(FPMax(one, qnan, s), qnan);
-  EXPECT_EQ(FPMaxNum(one, qnan, s), one);
-  EXPECT_EQ(FPMaxNum(qnan, ninf, s), ninf);
-  EXPECT_EQ(FPMinNum(qnan, snan, s), 0x7fc00001u);  // the signalling NaN, quietened
-  EXPECT_EQ(s, u32(FP_IOC));
   s = DN;
   EXPECT_EQ(FPMax(0x7fc00005u, qnan, s), 0x7fc00000u);
   EXPECT_EQ(s, DN);
-  s = 0;
-  EXPECT_EQ(FPMax(3u, 2u, s), 3u);  // denormals pass through unrounded
-  EXPECT_EQ(s, 0u);
   s = FZ;
-  EXPECT_EQ(FPMax(0x80000003u, 0x80000002u, s), nz);  // flushed: a zero of the chosen sign
-  EXPECT_EQ(FPNeg<u32>(0x7fc00000), 0xffc00000u);
-  EXPECT_EQ(FPAbs<u64>(0xfff0000000000001), 0x7ff0000000000001u);
+  EXPECT_EQ(FPMax(0x80000003u, 0x80000002u, s), nz);
 }
 
 }  // namespace
