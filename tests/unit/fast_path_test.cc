@@ -15,7 +15,7 @@ using test::set_elem;
 namespace {
 
 constexpr uint32_t FZ = 1u << 24, FZ16 = 1u << 19, UP = 1u << 22, DOWN = 2u << 22, TO_ZERO = 3u << 22;
-const uint32_t zd0 = 0, pg1 = 1 << 10, zn2 = 2 << 5, zm3_lo = 3 << 5, zm3_hi = 3 << 16, rot90 = 1 << 13;
+const uint32_t zd0 = 0, pg1 = 1 << 10, zn2 = 2 << 5, zm3_lo = 3 << 5, zm3_hi = 3 << 16;
 
 // One lane (3) of z0, z2 and z3 at the case's values; the others hold 1.5,
 // 0.75 and 1.25, whose sums, products and quotients are ordinary. Lane 5 is
