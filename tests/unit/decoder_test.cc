@@ -12,27 +12,6 @@
 
 using namespace sve;
 
-TEST(KeyRule, ConcatenatesRangesMostSignificantFirst) {
-  // decode_map__31_21__15_13__4_4: bits 31..21, then 15..13, then 4.
-  uint32_t mask = ranges_mask({{31, 21}, {15, 13}, {4, 4}});
-  EXPECT_EQ(map_key(0xffffffff, mask), 0x7fff);
-  EXPECT_EQ(map_key(1u << 21, mask), 1 << 4);
-  EXPECT_EQ(map_key(1u << 15, mask), 1 << 3);
-  EXPECT_EQ(map_key(1u << 13, mask), 1 << 1);
-  EXPECT_EQ(map_key(1u << 4, mask), 1);
-  EXPECT_EQ(map_key(0x001f1fef, mask), 0);  // operand bits only
-  // A 32-bit key may be negative.
-  EXPECT_LT(map_key(0x80000000, 0xffffffff), 0);
-}
-
-TEST(KeyRule, PatternGivesTheKeyOfItsMap) {
-  constexpr decode_entry e = make_entry(map_id::m31_13, "00000100 ss 0 00000 000 ggg mmmmm ddddd", 2,
-                                        nullptr, "VecU32AddVVM", "");
-  EXPECT_EQ(e.key, 0x2400);
-  EXPECT_EQ(e.fixed_value, 0x04800000u);
-  EXPECT_EQ(e.fixed_mask, 0xffffe000u);
-}
-
 TEST(DecodeMaps, AreListedWidestKeyFirstWithTheirNames) {
   ASSERT_EQ(map_count, 44);
   EXPECT_STREQ(map_descs[0].name, "decode_map__31_0");
