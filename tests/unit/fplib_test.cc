@@ -112,24 +112,16 @@ void arithmetic_agrees() {
                      [](H a, H b, H c) { return std::fma(a, b, c); });
 }
 
-TEST(FpLibrary, SingleAgreesWithHostArithmetic) { arithmetic_agrees<uint32_t>(); }
-
-TEST(FpLibrary, DoubleAgreesWithHostArithmetic) { arithmetic_agrees<uint64_t>(); }
-
-// The same with the fast path of ordinary operands off: the exact library
-// alone, on the operands that the fast path would otherwise take.
-struct exact_only {
-  exact_only() { fp_fast_path = false; }
-  ~exact_only() { fp_fast_path = true; }
-};
-TEST(FpLibrary, ExactSingleAgreesWithHostArithmetic) {
-  exact_only exact;
-  arithmetic_agrees<uint32_t>();
-}
-
-TEST(FpLibrary, ExactDoubleAgreesWithHostArithmetic) {
-  exact_only exact;
-  arithmetic_agrees<uint64_t>();
+// Each precision with the fast path of ordinary operands on, then off: the
+// exact library alone, on the operands that the fast path would otherwise take.
+TEST(FpLibrary, AgreesWithHostArithmeticWithAndWithoutTheFastPath) {
+  for (bool fast : {true, false}) {
+    SCOPED_TRACE(fast ? "fast path on" : "exact library alone");
+    fp_fast_path = fast;
+    arithmetic_agrees<uint32_t>();
+    arithmetic_agrees<uint64_t>();
+  }
+  fp_fast_path = true;
 }
 
 // One row: an operation on words, the FPSCR it starts with, the result and
