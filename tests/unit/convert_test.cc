@@ -12,18 +12,14 @@
 #include <gtest/gtest.h>
 
 #include "machine.h"
+#include "fp_rows.h"
 #include "sve/fplib/convert.h"
 
 using namespace sve;
+using namespace fp_test;
 
 namespace {
 
-using u16 = uint16_t;
-using u32 = uint32_t;
-using u64 = uint64_t;
-
-constexpr FPSCR RM(int mode) { return FPSCR(mode) << 22; }
-constexpr FPSCR FZ = 1u << 24, DN = 1u << 25, AHP = 1u << 26, FZ16 = 1u << 19;
 constexpr FPRounding TIEEVEN = FPRounding_TIEEVEN, POSINF = FPRounding_POSINF, NEGINF = FPRounding_NEGINF,
                      ZERO = FPRounding_ZERO, TIEAWAY = FPRounding_TIEAWAY;
 
@@ -31,14 +27,6 @@ template <class To, class From> To bits_as(From v) {
   To r;
   std::memcpy(&r, &v, sizeof r);
   return r;
-}
-
-const int host_modes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
-
-int host_flags() {
-  const int e = std::fetestexcept(FE_ALL_EXCEPT);
-  return (e & FE_INVALID ? FP_IOC : 0) | (e & FE_OVERFLOW ? FP_OFC : 0) | (e & FE_UNDERFLOW ? FP_UFC : 0) |
-         (e & FE_INEXACT ? FP_IXC : 0);
 }
 
 // Random words of a format, weighted towards the exponents where a
@@ -116,26 +104,6 @@ TEST(Conversions, ToIntegerInRangeAgreesWithTheHost) {
   to_integer_agrees<u64, int64_t>("d to s64");
   to_integer_agrees<u64, uint64_t>("d to u64");
   to_integer_agrees<u64, int32_t>("d to s32");
-}
-
-// One row: a conversion under an FPSCR, its result and the FPSCR after it.
-struct row {
-  const char* what;
-  u64 got;
-  FPSCR fpscr;
-  u64 want;
-  FPSCR want_fpscr;
-};
-template <class Op>
-row run(const char* what, FPSCR fpscr, Op op, u64 want, FPSCR want_fpscr) {
-  const u64 got = u64(op(fpscr));
-  return {what, got, fpscr, want, want_fpscr};
-}
-void check(const std::vector<row>& rows) {
-  for (const row& r : rows) {
-    EXPECT_EQ(r.got, r.want) << r.what;
-    EXPECT_EQ(r.fpscr, r.want_fpscr) << r.what;
-  }
 }
 
 template <class From, class To>
