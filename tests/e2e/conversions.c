@@ -17,47 +17,52 @@
 
 #define N 1003
 
-#define LOOP(name, To, From, expr)                                                              \
-  __attribute__((noinline)) void name(To* restrict r, const From* restrict a, int n) {          \
-    for (int i = 0; i < n; ++i) r[i] = (expr);                                                  \
+// Each loop: its name, result and operand types, the expression, and the
+// arrays it runs on. Floating point to integer is undefined in C out of
+// range; the instructions saturate, and the reference and the emulator run
+// the same instructions.
+#define LOOPS(X) \
+  X(f_to_i32, int32_t, float, (int32_t)a[i], ri, af)              \
+  X(f_to_i64, int64_t, float, (int64_t)a[i], rl, af)              \
+  X(d_to_i32, int32_t, double, (int32_t)a[i], ri, ad)             \
+  X(d_to_i64, int64_t, double, (int64_t)a[i], rl, ad)             \
+  X(d_to_u32, uint32_t, double, (uint32_t)a[i], ru, ad)           \
+  X(h_to_i32, int32_t, _Float16, (int32_t)a[i], ri, ah)           \
+  X(h_to_i16, int16_t, _Float16, (int16_t)a[i], rs, ah)           \
+  X(i32_to_f, float, int32_t, (float)a[i], rf, ai)                \
+  X(i32_to_d, double, int32_t, (double)a[i], rd, ai)              \
+  X(i64_to_d, double, int64_t, (double)a[i], rd, al)              \
+  X(i64_to_f, float, int64_t, (float)a[i], rf, al)                \
+  X(u64_to_f, float, uint64_t, (float)a[i], rf, aul)              \
+  X(u32_to_f, float, uint32_t, (float)a[i], rf, au)               \
+  X(i32_to_h, _Float16, int32_t, (_Float16)a[i], rh, ai)          \
+  X(i16_to_h, _Float16, int16_t, (_Float16)a[i], rh, as)          \
+  X(f_to_d, double, float, (double)a[i], rd, af)                  \
+  X(d_to_f, float, double, (float)a[i], rf, ad)                   \
+  X(f_to_h, _Float16, float, (_Float16)a[i], rh, af)              \
+  X(d_to_h, _Float16, double, (_Float16)a[i], rh, ad)             \
+  X(h_to_f, float, _Float16, (float)a[i], rf, ah)                 \
+  X(h_to_d, double, _Float16, (double)a[i], rd, ah)               \
+  X(floor_d, double, double, floor(a[i]), rd, ad)                 \
+  X(ceil_d, double, double, ceil(a[i]), rd, ad)                   \
+  X(round_d, double, double, round(a[i]), rd, ad)                 \
+  X(trunc_d, double, double, trunc(a[i]), rd, ad)                 \
+  X(rint_d, double, double, rint(a[i]), rd, ad)                   \
+  X(nearbyint_d, double, double, nearbyint(a[i]), rd, ad)         \
+  X(floor_f, float, float, floorf(a[i]), rf, af)                  \
+  X(ceil_f, float, float, ceilf(a[i]), rf, af)                    \
+  X(round_f, float, float, roundf(a[i]), rf, af)                  \
+  X(trunc_f, float, float, truncf(a[i]), rf, af)                  \
+  X(rint_f, float, float, rintf(a[i]), rf, af)                    \
+  X(nearbyint_f, float, float, nearbyintf(a[i]), rf, af)          \
+  X(rint_h, _Float16, _Float16, (_Float16)rintf(a[i]), rh, ah)    \
+  X(floor_h, _Float16, _Float16, (_Float16)floorf(a[i]), rh, ah)
+
+#define DEFINE(name, To, From, expr, results, operands)                                \
+  __attribute__((noinline)) void name(To* restrict r, const From* restrict a, int n) { \
+    for (int i = 0; i < n; ++i) r[i] = (expr);                                         \
   }
-// Floating point to integer is undefined in C out of range; the instructions
-// saturate, and the reference and the emulator run the same instructions.
-LOOP(f_to_i32, int32_t, float, (int32_t)a[i])
-LOOP(f_to_i64, int64_t, float, (int64_t)a[i])
-LOOP(d_to_i32, int32_t, double, (int32_t)a[i])
-LOOP(d_to_i64, int64_t, double, (int64_t)a[i])
-LOOP(d_to_u32, uint32_t, double, (uint32_t)a[i])
-LOOP(h_to_i32, int32_t, _Float16, (int32_t)a[i])
-LOOP(h_to_i16, int16_t, _Float16, (int16_t)a[i])
-LOOP(i32_to_f, float, int32_t, (float)a[i])
-LOOP(i32_to_d, double, int32_t, (double)a[i])
-LOOP(i64_to_d, double, int64_t, (double)a[i])
-LOOP(i64_to_f, float, int64_t, (float)a[i])
-LOOP(u64_to_f, float, uint64_t, (float)a[i])
-LOOP(u32_to_f, float, uint32_t, (float)a[i])
-LOOP(i32_to_h, _Float16, int32_t, (_Float16)a[i])
-LOOP(i16_to_h, _Float16, int16_t, (_Float16)a[i])
-LOOP(f_to_d, double, float, (double)a[i])
-LOOP(d_to_f, float, double, (float)a[i])
-LOOP(f_to_h, _Float16, float, (_Float16)a[i])
-LOOP(d_to_h, _Float16, double, (_Float16)a[i])
-LOOP(h_to_f, float, _Float16, (float)a[i])
-LOOP(h_to_d, double, _Float16, (double)a[i])
-LOOP(floor_d, double, double, floor(a[i]))
-LOOP(ceil_d, double, double, ceil(a[i]))
-LOOP(round_d, double, double, round(a[i]))
-LOOP(trunc_d, double, double, trunc(a[i]))
-LOOP(rint_d, double, double, rint(a[i]))
-LOOP(nearbyint_d, double, double, nearbyint(a[i]))
-LOOP(floor_f, float, float, floorf(a[i]))
-LOOP(ceil_f, float, float, ceilf(a[i]))
-LOOP(round_f, float, float, roundf(a[i]))
-LOOP(trunc_f, float, float, truncf(a[i]))
-LOOP(rint_f, float, float, rintf(a[i]))
-LOOP(nearbyint_f, float, float, nearbyintf(a[i]))
-LOOP(rint_h, _Float16, _Float16, (_Float16)rintf(a[i]))
-LOOP(floor_h, _Float16, _Float16, (_Float16)floorf(a[i]))
+LOOPS(DEFINE)
 
 static uint64_t checksum(const void* p, size_t bytes) {
   const unsigned char* b = p;
@@ -114,45 +119,10 @@ static void report(const char* name, const void* r, size_t bytes) {
   feclearexcept(FE_ALL_EXCEPT);
 }
 
-#define RUN(fn, r, a) (fn(r, a, n), report(#fn, r, sizeof r))
+#define RUN(name, To, From, expr, results, operands) \
+  (name(results, operands, n), report(#name, results, sizeof results));
 
-static void all_loops(int n) {
-  RUN(f_to_i32, ri, af);
-  RUN(f_to_i64, rl, af);
-  RUN(d_to_i32, ri, ad);
-  RUN(d_to_i64, rl, ad);
-  RUN(d_to_u32, ru, ad);
-  RUN(h_to_i32, ri, ah);
-  RUN(h_to_i16, rs, ah);
-  RUN(i32_to_f, rf, ai);
-  RUN(i32_to_d, rd, ai);
-  RUN(i64_to_d, rd, al);
-  RUN(i64_to_f, rf, al);
-  RUN(u64_to_f, rf, aul);
-  RUN(u32_to_f, rf, au);
-  RUN(i32_to_h, rh, ai);
-  RUN(i16_to_h, rh, as);
-  RUN(f_to_d, rd, af);
-  RUN(d_to_f, rf, ad);
-  RUN(f_to_h, rh, af);
-  RUN(d_to_h, rh, ad);
-  RUN(h_to_f, rf, ah);
-  RUN(h_to_d, rd, ah);
-  RUN(floor_d, rd, ad);
-  RUN(ceil_d, rd, ad);
-  RUN(round_d, rd, ad);
-  RUN(trunc_d, rd, ad);
-  RUN(rint_d, rd, ad);
-  RUN(nearbyint_d, rd, ad);
-  RUN(floor_f, rf, af);
-  RUN(ceil_f, rf, af);
-  RUN(round_f, rf, af);
-  RUN(trunc_f, rf, af);
-  RUN(rint_f, rf, af);
-  RUN(nearbyint_f, rf, af);
-  RUN(rint_h, rh, ah);
-  RUN(floor_h, rh, ah);
-}
+static void all_loops(int n) { LOOPS(RUN) }
 
 int main(int argc, char** argv) {
   int n = argc > 1 ? atoi(argv[1]) : N;

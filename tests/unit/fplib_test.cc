@@ -9,16 +9,15 @@
 
 #include <gtest/gtest.h>
 
+#include "fp_rows.h"
 #include "sve/fplib/fast.h"
 #include "sve/fplib/fplib.h"
 #include "sve/fplib/number.h"
 
 using namespace sve;
+using namespace fp_test;
 
 namespace {
-
-constexpr FPSCR RM(int mode) { return FPSCR(mode) << 22; }
-constexpr FPSCR FZ = 1u << 24, DN = 1u << 25, FZ16 = 1u << 19;
 
 template <class T> struct host;
 template <> struct host<uint32_t> { using type = float; };
@@ -55,18 +54,6 @@ T operand(std::mt19937_64& r, T other) {
       return v;
     }
   }
-}
-
-const int host_modes[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO};
-
-int host_flags() {
-  int e = std::fetestexcept(FE_ALL_EXCEPT), f = 0;
-  if (e & FE_INVALID) f |= FP_IOC;
-  if (e & FE_DIVBYZERO) f |= FP_DZC;
-  if (e & FE_OVERFLOW) f |= FP_OFC;
-  if (e & FE_UNDERFLOW) f |= FP_UFC;
-  if (e & FE_INEXACT) f |= FP_IXC;
-  return f;
 }
 
 // Runs `ours` and `theirs` on the same random operands in each rounding mode
@@ -112,76 +99,41 @@ void arithmetic_agrees() {
                      [](H a, H b, H c) { return std::fma(a, b, c); });
 }
 
-TEST(FpLibrary, SingleAgreesWithHostArithmetic) { arithmetic_agrees<uint32_t>(); }
-
-TEST(FpLibrary, DoubleAgreesWithHostArithmetic) { arithmetic_agrees<uint64_t>(); }
-
-// The same with the fast path of ordinary operands off: the exact library
-// alone, on the operands that the fast path would otherwise take.
-struct exact_only {
-  exact_only() { fp_fast_path = false; }
-  ~exact_only() { fp_fast_path = true; }
-};
-TEST(FpLibrary, ExactSingleAgreesWithHostArithmetic) {
-  exact_only exact;
-  arithmetic_agrees<uint32_t>();
-}
-
-TEST(FpLibrary, ExactDoubleAgreesWithHostArithmetic) {
-  exact_only exact;
-  arithmetic_agrees<uint64_t>();
-}
-
-// One row: an operation on words, the FPSCR it starts with, the result and
-// the FPSCR after it.
-struct row {
-  const char* what;
-  uint64_t result;
-  FPSCR fpscr;
-  uint64_t want;
-  FPSCR want_fpscr;
-};
-
-template <class T, class Op>
-row run(const char* what, FPSCR fpscr, Op op, uint64_t want, FPSCR want_fpscr) {
-  const uint64_t result = op(fpscr);
-  return {what, result, fpscr, want, want_fpscr};
-}
-
-void check(const std::vector<row>& rows) {
-  for (const row& r : rows) {
-    EXPECT_EQ(r.result, r.want) << r.what;
-    EXPECT_EQ(r.fpscr, r.want_fpscr) << r.what;
+// Each precision with the fast path of ordinary operands on, then off: the
+// exact library alone, on the operands that the fast path would otherwise take.
+TEST(FpLibrary, AgreesWithHostArithmeticWithAndWithoutTheFastPath) {
+  for (bool fast : {true, false}) {
+    SCOPED_TRACE(fast ? "fast path on" : "exact library alone");
+    fp_fast_path = fast;
+    arithmetic_agrees<uint32_t>();
+    arithmetic_agrees<uint64_t>();
   }
+  fp_fast_path = true;
 }
-
-using u16 = uint16_t;
-using u32 = uint32_t;
-using u64 = uint64_t;
 
 TEST(FpLibrary, NansZerosAndSpecialCases) {
   const u32 one = 0x3f800000, mone = 0xbf800000, qnan = 0x7fc00001, inf = 0x7f800000;
   check({
-      run<u32>("1 + -1, mode 0", RM(0), [&](FPSCR& s) { return FPAdd(one, mone, s); }, 0, RM(0)),
-      run<u32>("1 + -1, mode 2", RM(2), [&](FPSCR& s) { return FPAdd(one, mone, s); }, 0x80000000, RM(2)),
-      run<u32>("+0 + -0, mode 2", RM(2), [&](FPSCR& s) { return FPAdd(0u, 0x80000000u, s); }, 0x80000000, RM(2)),
-      run<u32>("1 + smallest denormal, mode 1", RM(1), [&](FPSCR& s) { return FPAdd(one, 1u, s); }, one + 1,
+      run("1 + -1, mode 0", RM(0), [&](FPSCR& s) { return FPAdd(one, mone, s); }, 0, RM(0)),
+      run("1 + -1, mode 2", RM(2), [&](FPSCR& s) { return FPAdd(one, mone, s); }, 0x80000000, RM(2)),
+      run("+0 + -0, mode 2", RM(2), [&](FPSCR& s) { return FPAdd(0u, 0x80000000u, s); }, 0x80000000, RM(2)),
+      run("1 + smallest denormal, mode 1", RM(1), [&](FPSCR& s) { return FPAdd(one, 1u, s); }, one + 1,
                RM(1) | FP_IXC),
-      run<u32>("quiet under DN", DN, [&](FPSCR& s) { return FPMul(qnan, one, s); }, 0x7fc00000, DN),
-      run<u32>("inf * -0, MulX", 0, [&](FPSCR& s) { return FPMulX(inf, 0x80000000u, s); }, 0xc0000000, 0),
-      run<u32>("fma: exact cancellation, mode 0", RM(0), [&](FPSCR& s) { return FPMulAdd(mone, one, one, s); }, 0,
+      run("quiet under DN", DN, [&](FPSCR& s) { return FPMul(qnan, one, s); }, 0x7fc00000, DN),
+      run("inf * -0, MulX", 0, [&](FPSCR& s) { return FPMulX(inf, 0x80000000u, s); }, 0xc0000000, 0),
+      run("fma: exact cancellation, mode 0", RM(0), [&](FPSCR& s) { return FPMulAdd(mone, one, one, s); }, 0,
                RM(0)),
-      run<u32>("flushed input, NaN result", FZ, [&](FPSCR& s) { return FPAdd(1u, qnan, s); }, qnan, FZ | FP_IDC),
-      run<u32>("flushed result", FZ, [&](FPSCR& s) { return FPMul(0x00800000u, 0x3f000000u, s); }, 0,
+      run("flushed input, NaN result", FZ, [&](FPSCR& s) { return FPAdd(1u, qnan, s); }, qnan, FZ | FP_IDC),
+      run("flushed result", FZ, [&](FPSCR& s) { return FPMul(0x00800000u, 0x3f000000u, s); }, 0,
                FZ | FP_UFC),
-      run<u32>("status bits stay", FP_IXC | FP_OFC, [&](FPSCR& s) { return FPAdd(one, one, s); }, 0x40000000,
+      run("status bits stay", FP_IXC | FP_OFC, [&](FPSCR& s) { return FPAdd(one, one, s); }, 0x40000000,
                FP_IXC | FP_OFC),
       // A denormal that rounds up to the smallest normal underflowed before rounding.
-      run<u32>("rounds up into the normal range", RM(0),
+      run("rounds up into the normal range", RM(0),
                [&](FPSCR& s) { return FPMul(0x007fffffu, 0x3f800001u, s); }, 0x00800000, RM(0) | FP_UFC | FP_IXC),
-      run<u32>("overflow, mode 3", RM(3), [&](FPSCR& s) { return FPAdd(0x7f7fffffu, 0x7f7fffffu, s); },
+      run("overflow, mode 3", RM(3), [&](FPSCR& s) { return FPAdd(0x7f7fffffu, 0x7f7fffffu, s); },
                0x7f7fffff, RM(3) | FP_OFC | FP_IXC),
-      run<u16>("half denormal under FZ16", FZ16, [&](FPSCR& s) { return FPAdd<u16>(1, 0x3c00, s); }, 0x3c00, FZ16),
+      run("half denormal under FZ16", FZ16, [&](FPSCR& s) { return FPAdd<u16>(1, 0x3c00, s); }, 0x3c00, FZ16),
   });
 }
 
