@@ -1,13 +1,15 @@
 // Cost of one emulated instruction, for every handler of the predicated
 // integer family: through the handler pointer, as the rewritten code calls
-// it, and through execute_sve_instruction, which adds the lookup and the
-// statistics.
+// it, through execute_sve_instruction, which adds the lookup and the
+// statistics, and through the hosts' emulation with the profile off and on
+// (what the profile costs per instruction).
 #include <benchmark/benchmark.h>
 
 #include <cstring>
 #include <memory>
 #include <random>
 
+#include "sve/client/emulate.h"
 #include "sve/decode/families.h"
 
 namespace {
@@ -44,10 +46,23 @@ void through_execute(benchmark::State& st, const sve::decode_entry* e) {
   }
 }
 
+template <bool profiled>
+void through_host(benchmark::State& st, const sve::decode_entry* e) {
+  auto s = state();
+  uint32_t code[1] = {instance(*e)};
+  if (profiled) sve::profile::start();
+  for (auto _ : st) {
+    (profiled ? sve::emulate_word_profiled : sve::emulate_word)(s.get(), code[0], code, e->handler);
+    benchmark::ClobberMemory();
+  }
+}
+
 int register_all() {
   for (const sve::decode_entry& e : sve::families::integer_predicated.entries) {
     benchmark::RegisterBenchmark((std::string("handler/") + e.name).c_str(), through_handler, &e)->MinTime(0.05);
     benchmark::RegisterBenchmark((std::string("execute/") + e.name).c_str(), through_execute, &e)->MinTime(0.05);
+    benchmark::RegisterBenchmark((std::string("host/") + e.name).c_str(), through_host<false>, &e)->MinTime(0.05);
+    benchmark::RegisterBenchmark((std::string("profiled/") + e.name).c_str(), through_host<true>, &e)->MinTime(0.05);
   }
   return 0;
 }

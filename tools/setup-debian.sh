@@ -2,7 +2,8 @@
 # Installs everything the project needs from Debian's packages: the native
 # toolchain and test libraries, the AArch64 cross toolchain, and qemu-user,
 # which runs SVE code as the reference and AArch64 code on a CPU without SVE;
-# clang with its runtime libraries builds the sanitizer layer and the fuzzer.
+# clang with its runtime libraries builds the sanitizer layer and the fuzzer;
+# pyelftools lets tools/sve-report read modules' symbols and line tables.
 # It also downloads, without installing them, the arm64 packages of the real
 # libraries that the end-to-end tests run under the emulator into
 # out/packages/. Installing a foreign arm64 package would bring Debian's arm64
@@ -12,7 +13,7 @@
 # downloads only when a package file is absent.
 set -euo pipefail
 packages=(cmake make g++ libgtest-dev libgmock-dev googletest libbenchmark-dev
-          g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user python3 clang libclang-rt-14-dev)
+          g++-aarch64-linux-gnu binutils-aarch64-linux-gnu qemu-user python3 python3-pyelftools clang libclang-rt-14-dev)
 # Highway: its sorting code in libhwy_contrib picks an SVE target at run time.
 arm64_packages=(libhwy1 libhwy-dev)
 package_dir=$(cd "$(dirname "$0")/.." && pwd)/out/packages
@@ -31,6 +32,7 @@ if [[ "${1:-}" == --if-missing ]]; then
     command -v "$cmd" >/dev/null || install=1
   done
   [[ -d /usr/src/googletest && -f /usr/include/benchmark/benchmark.h ]] || install=1
+  /usr/bin/python3 -c "import elftools" 2>/dev/null || install=1
   compgen -G "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a" >/dev/null || install=1
   have_package_files && download=0
   [[ $install == 0 && $download == 0 ]] && exit 0

@@ -1,9 +1,13 @@
 #include "emulate.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "../decode/decode.h"
@@ -12,15 +16,93 @@
 
 namespace sve {
 
-void emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
+bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
   s->pc = addr;
   // Native floating point computes under the program's FPCR and adds to its
   // FPSR, whatever the host's own code between the two left in them.
   load_host_fp(s);
-  if (h(s, word) == aarch64_decode_ok)
+  if (h(s, word) == aarch64_decode_ok) {
     update_sve_stats(addr, word);
+    return true;
+  }
+  fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", *addr, static_cast<void*>(addr));
+  return false;
+}
+
+namespace {
+
+// A plain array: the runner's constructors may use it before the C++
+// objects of this file are made, and its destructors after they are gone.
+char profile_path[PATH_MAX];
+
+bool write_all(int fd, const std::string& text) {
+  for (size_t done = 0; done < text.size();) {
+    const ssize_t n = write(fd, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += size_t(n);
+  }
+  return true;
+}
+
+// The reason is left out where the C library's errno is not this code's:
+// inside the instrumentation framework the client's view of errno is the
+// framework's, and the library's own calls do not set it.
+void cannot_write(const char* tool, const char* path, int error) {
+  if (error)
+    fprintf(stderr, "%s: cannot write the profile to %s: %s\n", tool, path, strerror(error));
   else
-    fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", *addr, static_cast<void*>(addr));
+    fprintf(stderr, "%s: cannot write the profile to %s\n", tool, path);
+}
+
+}  // namespace
+
+bool emulate_word_profiled(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
+  profile::observation seen(s, word, addr, h);
+  const bool ok = emulate_word(s, word, addr, h);
+  if (ok) seen.finish(s);
+  return ok;
+}
+
+bool profiling() { return profile_path[0] != 0; }
+
+bool start_profile(const char* tool, const char* path) {
+  // An absolute path, so that a program that changes its directory still
+  // writes where the user meant.
+  char cwd[PATH_MAX];
+  char absolute[PATH_MAX];
+  const bool relative = path[0] != '/' && getcwd(cwd, sizeof cwd);
+  const int length = snprintf(absolute, sizeof absolute, "%s%s%s", relative ? cwd : "", relative ? "/" : "", path);
+  if (length < 0 || size_t(length) >= sizeof absolute) {
+    cannot_write(tool, path, ENAMETOOLONG);
+    return false;
+  }
+  errno = 0;
+  const int fd = open(absolute, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) {
+    cannot_write(tool, path, errno);
+    return false;
+  }
+  close(fd);
+  if (!profile::start()) {
+    fprintf(stderr, "%s: no memory for the profile\n", tool);
+    return false;
+  }
+  std::memcpy(profile_path, absolute, sizeof profile_path);
+  return true;
+}
+
+void write_profile(const char* tool, const char* host, const char* program, profile::locate_fn locate) {
+  if (!profiling()) return;
+  const std::string text = profile::to_json(host, program, locate);
+  errno = 0;
+  const int fd = open(profile_path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  const bool written = fd >= 0 && write_all(fd, text);
+  if (fd >= 0) close(fd);
+  if (!written) cannot_write(tool, profile_path, errno);
+  if (profile::unprofiled() != 0)
+    fprintf(stderr, "%s: the profile had no room for the addresses of %lu SVE instructions; they are counted apart\n",
+            tool, static_cast<unsigned long>(profile::unprofiled()));
 }
 
 bool accesses_memory(sve_handler h) {

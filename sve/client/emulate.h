@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "../decode/profile.h"
 #include "../decode/sve_emu.h"
 #include "detection.h"
 
@@ -14,8 +15,24 @@ namespace sve {
 // Carries out `word`, found at `addr`, with its handler on the thread's state:
 // records the address in pc, runs the handler and counts it. A failing
 // handler is reported on stderr and not counted; the registers stay as the
-// handler left them and the program goes on.
-void emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
+// handler left them and the program goes on. True when the handler succeeded.
+bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
+
+// The same, recorded in the profile too. A host chooses this one when the
+// user asked for a profile, so that without one nothing is added.
+bool emulate_word_profiled(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
+
+// Turns the profile on, to be written at exit to `path`: the file is made
+// (empty) at once, so that a path that cannot be written is named before
+// the program runs. On failure says why on stderr, with `tool` in front,
+// and returns false.
+bool start_profile(const char* tool, const char* path);
+
+// Whether start_profile succeeded.
+bool profiling();
+
+// Writes the profile to the path given to start_profile, if it was started.
+void write_profile(const char* tool, const char* host, const char* program, profile::locate_fn locate);
 
 // Whether the instruction of this handler reads or writes memory.
 bool accesses_memory(sve_handler h);

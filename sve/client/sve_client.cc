@@ -53,6 +53,11 @@ droption_t<bool> hide_sve(DROPTION_SCOPE_CLIENT, "hide_sve", false, "Tell the pr
                           "Leave getauxval, prctl and ID_AA64PFR0_EL1 to the host, so that a program that chooses "
                           "its code at run time takes its code for processors without SVE.");
 
+droption_t<std::string> profile_file(DROPTION_SCOPE_CLIENT, "profile", "", "Write a profile to this file at exit",
+                                     "Record for each SVE instruction its count, how full its governing predicate "
+                                     "was and what it moved to and from memory, and write it as JSON to this file "
+                                     "at exit (tools/sve-report reads it).");
+
 int tls_idx;
 module_data_t* exe;
 
@@ -237,10 +242,17 @@ dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
   return DR_SIGNAL_DELIVER;
 }
 
+// The emulation of one word, with the profile's observations or without.
+template <bool profiled>
+void emulate(cpu_state* s, unsigned int word, uint8_t* addr, sve_handler handler) {
+  (profiled ? sve::emulate_word_profiled : sve::emulate_word)(s, word, reinterpret_cast<uint32_t*>(addr), handler);
+}
+
 // The callee of the sequence: the registers are in the thread's cpu_state,
 // X26 to X28 included, and go back from there.
+template <bool profiled>
 void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler, cpu_state* s) {
-  sve::emulate_word(s, word, reinterpret_cast<uint32_t*>(addr), handler);
+  emulate<profiled>(s, word, addr, handler);
 }
 
 // The callee for the instructions that touch memory. A plain access that
@@ -248,11 +260,12 @@ void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler, 
 // so the instruction runs under the framework's recovery; after a fault it
 // is abandoned, and the sequence makes the application fault in its place
 // (insert_emulation).
+template <bool profiled>
 void emulate_memory_instruction(unsigned int word, uint8_t* addr, sve_handler handler, cpu_state* s) {
   auto* t = reinterpret_cast<thread_data*>(s);
   t->fault_address = 0;
   DR_TRY_EXCEPT(
-      dr_get_current_drcontext(), { sve::emulate_word(s, word, reinterpret_cast<uint32_t*>(addr), handler); },
+      dr_get_current_drcontext(), { emulate<profiled>(s, word, addr, handler); },
       { t->fault_address = unmapped_address; });
 }
 
@@ -295,7 +308,9 @@ void insert_emulation(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint
   put(INSTR_CREATE_ldr(dc, x0, field(offsetof(thread_data, stack_top), OPSZ_8)));
   put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
   const bool memory = sve::accesses_memory(h);
-  void* callee = reinterpret_cast<void*>(memory ? emulate_memory_instruction : emulate_instruction);
+  const bool profiled = sve::profiling();
+  void* callee = reinterpret_cast<void*>(memory ? (profiled ? emulate_memory_instruction<true> : emulate_memory_instruction<false>)
+                                                : (profiled ? emulate_instruction<true> : emulate_instruction<false>));
   dr_insert_call(dc, bb, where, callee, 4, OPND_CREATE_INT32(int32_t(word)), OPND_CREATE_INTPTR(pc),
                  OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)), opnd_create_reg(base));
 
@@ -400,9 +415,21 @@ void event_thread_exit(void* dc) {
   dr_thread_free(dc, data, sizeof(thread_data));
 }
 
+// The module of an address and the address as the module was linked: the
+// framework knows where each module's lowest segment was meant to be.
+bool locate(uintptr_t address, sve::profile::place* out) {
+  module_data_t* mod = dr_lookup_module(reinterpret_cast<app_pc>(address));
+  if (!mod) return false;
+  out->module = mod->full_path ? mod->full_path : "?";
+  out->linked = address - reinterpret_cast<uintptr_t>(mod->start) + reinterpret_cast<uintptr_t>(mod->preferred_base);
+  dr_free_module_data(mod);
+  return true;
+}
+
 void event_exit() {
   dr_log(nullptr, DR_LOG_ALL, 1, "SVE client exiting\n");
   sve::print_exit_report(exe ? exe->full_path : "", aarch64_instr_count.load());
+  sve::write_profile("SVE client", "client", exe ? exe->full_path : "?", locate);
   if (exe) dr_free_module_data(exe);
   if (!hide_sve.get_value()) drwrap_exit();
   if (!drmgr_unregister_bb_app2app_event(event_instruction_change) || drreg_exit() != DRREG_SUCCESS) SVE_ASSERT(false);
@@ -423,6 +450,8 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
     dr_fprintf(STDERR, "Usage error: %s\n", parse_error.c_str());
     dr_abort();
   }
+  if (!profile_file.get_value().empty() && !sve::start_profile("SVE client", profile_file.get_value().c_str()))
+    dr_exit_process(1);
   drreg_options_t ops = {sizeof(ops), 0, false, nullptr, false};
   if (!drmgr_init() || drreg_init(&ops) != DRREG_SUCCESS) SVE_ASSERT(false);
   exe = dr_get_main_module();

@@ -145,14 +145,32 @@ struct decode_entry {
   const char* name;    // "VecU32AddVVM"
   const char* sample;  // one assembler instance; "T" is the size letter, "R" w or x
   uint32_t size;       // element size code that 's' bits and "T" take
+  uint8_t governing_lo, governing_bits;  // the 'g' field, the governing predicate; 0 bits when none
 };
+
+// The lowest bit and the width of the field that `letter` marks in a pattern.
+struct letter_field {
+  uint8_t lo, bits;
+};
+
+constexpr letter_field field_of(const char* p, char letter) {
+  letter_field f{0, 0};
+  int bit = 32;
+  for (const char* c = p; *c; ++c) {
+    if (*c == ' ') continue;
+    --bit;
+    if (*c == letter) f.lo = uint8_t(bit), ++f.bits;
+  }
+  return f;
+}
 
 constexpr decode_entry make_entry(map_id m, const char* pattern, uint32_t size,
                                   sve_handler h, const char* name, const char* sample) {
   fixed_bits f = parse_pattern(pattern, size);
   if (f.mask != map_descs[int(m)].mask)
     throw "the fixed bits of the pattern are not the ranges of its map";
-  return {m, map_key(f.value, f.mask), f.mask, f.value, h, name, sample, size};
+  const letter_field g = field_of(pattern, 'g');
+  return {m, map_key(f.value, f.mask), f.mask, f.value, h, name, sample, size, g.lo, g.bits};
 }
 
 // All entries of one instruction family, in a constant table.
