@@ -183,6 +183,9 @@ struct decode_family {
 // initialisation runs.
 std::span<const decode_family* const> all_families();
 
+// The entry of a word whose handler is known; null when none has both.
+const decode_entry* entry_of(uint32_t word, sve_handler h);
+
 // The map objects, in search order.
 extern std::map<int32_t, sve_handler>* const decode_maps[map_count];
 

@@ -23,22 +23,16 @@ struct slot {
 
 namespace {
 
-constexpr size_t capacity = size_t(1) << 15;  // distinct addresses; a large program has a few thousand
+constexpr int capacity_bits = 15;  // 32,768 distinct addresses; a large program has a few thousand
+constexpr size_t capacity = size_t(1) << capacity_bits;
 slot* table;
 std::atomic<uint64_t> overflow{0};
-
-const decode_entry* entry_of(uint32_t word, sve_handler h) {
-  for (const decode_family* f : all_families())
-    for (const decode_entry& e : f->entries)
-      if (e.handler == h && (word & e.fixed_mask) == e.fixed_value) return &e;
-  return nullptr;
-}
 
 // The slot of an address, claimed and described on its first execution;
 // null when the table is full.
 slot* slot_of(const uint32_t* addr, uint32_t word, sve_handler h) {
   const auto a = reinterpret_cast<uintptr_t>(addr);
-  size_t i = size_t((a >> 2) * 0x9e3779b97f4a7c15 >> 49) % capacity;
+  size_t i = size_t((a >> 2) * 0x9e3779b97f4a7c15 >> (64 - capacity_bits));
   for (size_t probes = 0; probes < capacity; ++probes, i = (i + 1) % capacity) {
     slot& s = table[i];
     uintptr_t seen = s.address.load(std::memory_order_acquire);

@@ -1,8 +1,7 @@
 // The profile: for each address at which an emulated instruction ran, its
 // count, how full its governing predicate was, and what it moved to and
 // from memory; written at exit as JSON. Off unless a host starts it; a
-// host that profiles calls observe/finish around each handler instead of
-// counting alone.
+// host that profiles makes an observation around each handler.
 //
 // The table has a fixed number of slots, claimed by address with a compare
 // and swap and counted with atomic adds, so that any number of threads, and

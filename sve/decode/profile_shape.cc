@@ -19,29 +19,20 @@ unsigned size_bytes(char letter, uint32_t entry_size) {
   }
 }
 
-// The element size of the first predicate operand with one ("p2.s"), or 0.
-unsigned sized_predicate(std::string_view operands, uint32_t entry_size) {
+// The element size of the register operands of one kind ("p2.s", "z3.d"):
+// of the first with one, or the widest; 0 when none has one.
+unsigned operand_size(std::string_view operands, char kind, uint32_t entry_size, bool widest) {
+  unsigned size = 0;
   for (size_t i = 0; i + 1 < operands.size(); ++i) {
-    if (operands[i] != 'p' || (i > 0 && operands[i - 1] != ' ' && operands[i - 1] != '{')) continue;
-    size_t j = i + 1;
-    while (j < operands.size() && operands[j] >= '0' && operands[j] <= '9') ++j;
-    if (j > i + 1 && j + 1 < operands.size() && operands[j] == '.') return size_bytes(operands[j + 1], entry_size);
-  }
-  return 0;
-}
-
-// The widest element size among the vector operands ("z3.d"), or 0.
-unsigned widest_vector(std::string_view operands, uint32_t entry_size) {
-  unsigned widest = 0;
-  for (size_t i = 0; i + 1 < operands.size(); ++i) {
-    if (operands[i] != 'z' || (i > 0 && operands[i - 1] != ' ' && operands[i - 1] != '{' && operands[i - 1] != '['))
+    if (operands[i] != kind || (i > 0 && operands[i - 1] != ' ' && operands[i - 1] != '{' && operands[i - 1] != '['))
       continue;
     size_t j = i + 1;
     while (j < operands.size() && operands[j] >= '0' && operands[j] <= '9') ++j;
-    if (j > i + 1 && j + 1 < operands.size() && operands[j] == '.')
-      widest = std::max(widest, size_bytes(operands[j + 1], entry_size));
+    if (j == i + 1 || j + 1 >= operands.size() || operands[j] != '.') continue;
+    size = std::max(size, size_bytes(operands[j + 1], entry_size));
+    if (!widest) break;
   }
-  return widest;
+  return size;
 }
 
 // LD1B, LDFF1SH, LD1RQW, ST3D, LDNT1W ...: what the mnemonic says of the
@@ -85,8 +76,8 @@ shape shape_of(const decode_entry& e) {
   const bool prefetch = m.starts_with("prf");
   if (!prefetch && (m.starts_with("ld") || m.starts_with("st"))) parse_memory(m, operands, s);
   if (s.governing_bits) {
-    unsigned bytes = sized_predicate(operands, e.size);
-    if (!bytes) bytes = widest_vector(operands, e.size);
+    unsigned bytes = operand_size(operands, 'p', e.size, false);
+    if (!bytes) bytes = operand_size(operands, 'z', e.size, true);
     if (!bytes && prefetch) bytes = size_bytes(m.back() == 'w' ? 's' : m.back(), 0);
     s.element_bytes = uint8_t(bytes);
   }

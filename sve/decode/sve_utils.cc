@@ -29,6 +29,13 @@ constinit const decode_family* const family_list[] = {
 
 std::span<const decode_family* const> all_families() { return family_list; }
 
+const decode_entry* entry_of(uint32_t word, sve_handler h) {
+  for (const decode_family* f : all_families())
+    for (const decode_entry& e : f->entries)
+      if (e.handler == h && (word & e.fixed_mask) == e.fixed_value) return &e;
+  return nullptr;
+}
+
 }  // namespace sve
 
 using namespace sve;

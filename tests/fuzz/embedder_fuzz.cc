@@ -169,13 +169,6 @@ struct destinations {
   bool sp = false;
 };
 
-const sve::decode_entry* entry_of(uint32_t w, sve_handler h) {
-  for (const sve::decode_family* f : sve::all_families())
-    for (const sve::decode_entry& e : f->entries)
-      if ((w & e.fixed_mask) == e.fixed_value && e.handler == h) return &e;
-  return nullptr;
-}
-
 destinations destinations_of(uint32_t w, const sve::decode_entry& e) {
   destinations d;
   const std::string_view sample = e.sample;
@@ -276,7 +269,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       return 0;
     }
     if (s->pc != code + 1) fail("pc did not advance by one word", w);
-    const sve::decode_entry* e = entry_of(w, h);
+    const sve::decode_entry* e = sve::entry_of(w, h);
     if (!e) fail("is_sve gave a handler that no entry has", w);
     check_registers(before, *s, destinations_of(w, *e), w);
   } else {

@@ -49,12 +49,15 @@ void set_elem(uint8_t* v, unsigned i, T x) {
 
 namespace sve::test {
 
-// The fixed bits of the handler named `name`, to be ORed with operand fields.
-inline uint32_t word(const std::string& name) {
+// The entry of the handler named `name`.
+inline const decode_entry& entry(const std::string& name) {
   for (const decode_family* f : all_families())
     for (const decode_entry& e : f->entries)
-      if (name == e.name) return e.fixed_value;
+      if (name == e.name) return e;
   throw std::invalid_argument("no handler " + name);
 }
+
+// The fixed bits of the handler named `name`, to be ORed with operand fields.
+inline uint32_t word(const std::string& name) { return entry(name).fixed_value; }
 
 }  // namespace sve::test

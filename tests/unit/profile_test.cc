@@ -5,7 +5,6 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -20,13 +19,6 @@ using profile::extent;
 namespace {
 
 constexpr unsigned vl = sve_vl_bytes;
-
-const decode_entry& entry_named(std::string_view name) {
-  for (const decode_family* f : all_families())
-    for (const decode_entry& e : f->entries)
-      if (name == e.name) return e;
-  throw std::invalid_argument(std::string(name));
-}
 
 // Every governed entry gets an element size, and every load or store a
 // memory element size or a whole register: nothing is left unknown.
@@ -76,7 +68,7 @@ TEST(ProfileShape, GovernedSizeAndMemoryOfEachKind) {
   };
   for (const row& r : rows) {
     SCOPED_TRACE(r.name);
-    const profile::shape s = profile::shape_of(entry_named(r.name));
+    const profile::shape s = profile::shape_of(test::entry(r.name));
     EXPECT_EQ(s.element_bytes, r.element_bytes);
     EXPECT_EQ(s.memory, r.memory);
     EXPECT_EQ(s.moved, r.moved);
@@ -85,9 +77,9 @@ TEST(ProfileShape, GovernedSizeAndMemoryOfEachKind) {
     EXPECT_EQ(s.vector_addresses, r.vector_addresses);
     EXPECT_EQ(s.first_fault, r.first_fault);
   }
-  EXPECT_EQ(profile::shape_of(entry_named("VecPFillSI")).whole_bytes, vl / 8);
-  EXPECT_EQ(profile::shape_of(entry_named("VecU64SpillSI")).whole_bytes, vl);
-  EXPECT_EQ(profile::shape_of(entry_named("VecU64SpillSI")).governing_bits, 0);
+  EXPECT_EQ(profile::shape_of(test::entry("VecPFillSI")).whole_bytes, vl / 8);
+  EXPECT_EQ(profile::shape_of(test::entry("VecU64SpillSI")).whole_bytes, vl);
+  EXPECT_EQ(profile::shape_of(test::entry("VecU64SpillSI")).governing_bits, 0);
 }
 
 TEST(ProfileShape, ActiveElementsCountFirstBytesOnly) {
