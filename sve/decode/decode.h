@@ -25,7 +25,8 @@ struct bit_range {
   int hi, lo;
 };
 
-// The 44 maps in search order, widest key first: X(name suffix, ranges...).
+// The 44 maps of SVE in search order, widest key first: X(name suffix,
+// ranges...).
 #define SVE_DECODE_MAPS(X)                                            \
   X(31_0, {31, 0})                                                    \
   X(31_9__4_0, {31, 9}, {4, 0})                                       \
@@ -72,9 +73,17 @@ struct bit_range {
   X(31_21__13_13__4_4, {31, 21}, {13, 13}, {4, 4})                    \
   X(31_21__15_15, {31, 21}, {15, 15})
 
+// The maps of SVE2 and its optional extensions (AES, SHA3, SM4, BitPerm),
+// searched after those of SVE by the same rule. SVE2 encodings lie in space
+// that SVE leaves unallocated, so no word can match in both lists; the lists
+// stay apart so that each instruction set is counted by itself.
+#define SVE2_DECODE_MAPS(X)
+
+#define SVE_ALL_DECODE_MAPS(X) SVE_DECODE_MAPS(X) SVE2_DECODE_MAPS(X)
+
 enum class map_id : uint8_t {
 #define SVE_MAP_ID(name, ...) m##name,
-  SVE_DECODE_MAPS(SVE_MAP_ID)
+  SVE_ALL_DECODE_MAPS(SVE_MAP_ID)
 #undef SVE_MAP_ID
 };
 
@@ -96,11 +105,15 @@ inline constexpr map_desc map_descs[] = {
 #define SVE_MAP_DESC(name, ...)                         \
   {"decode_map__" #name, ranges_mask({__VA_ARGS__}), \
    {{__VA_ARGS__}}, int(std::initializer_list<bit_range>{__VA_ARGS__}.size())},
-    SVE_DECODE_MAPS(SVE_MAP_DESC)
+    SVE_ALL_DECODE_MAPS(SVE_MAP_DESC)
 #undef SVE_MAP_DESC
 };
 inline constexpr int map_count = std::size(map_descs);
-static_assert(map_count == 44);
+// The maps of SVE come first; those from sve_map_count on are SVE2's.
+#define SVE_MAP_ONE(...) +1
+inline constexpr int sve_map_count = 0 SVE_DECODE_MAPS(SVE_MAP_ONE);
+#undef SVE_MAP_ONE
+static_assert(sve_map_count == 44);
 
 // The key rule: the word bits under the map's mask, gathered from the most
 // significant down and right-aligned.

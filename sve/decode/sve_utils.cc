@@ -1,4 +1,4 @@
-// The decoder: the 44 decode maps, the lookup that finds an instruction
+// The decoder: the decode maps of SVE and SVE2, the lookup that finds an instruction
 // word's handler, the decode-and-execute step for embedders, and the
 // execution statistics.
 #include <unistd.h>
@@ -60,18 +60,18 @@ std::map<int32_t, sve_handler> build_map(map_id m) {
 }  // namespace
 
 #define SVE_MAP_OBJECT(name, ...) std::map<int32_t, sve_handler> decode_map__##name = build_map(map_id::m##name);
-SVE_DECODE_MAPS(SVE_MAP_OBJECT)
+SVE_ALL_DECODE_MAPS(SVE_MAP_OBJECT)
 #undef SVE_MAP_OBJECT
 
 std::map<int32_t, sve_handler>* const sve::decode_maps[map_count] = {
 #define SVE_MAP_ADDRESS(name, ...) &decode_map__##name,
-    SVE_DECODE_MAPS(SVE_MAP_ADDRESS)
+    SVE_ALL_DECODE_MAPS(SVE_MAP_ADDRESS)
 #undef SVE_MAP_ADDRESS
 };
 
-// Every SVE encoding has bits 28:25 = 0010, and every map's key takes those
-// bits, so no other word can stand in any map: most words of a program are
-// turned away by that test alone.
+// Every SVE and SVE2 encoding has bits 28:25 = 0010, and every map's key
+// takes those bits, so no other word can stand in any map: most words of a
+// program are turned away by that test alone.
 extern "C" sve_handler is_sve(unsigned int word) {
   if ((word >> 25 & 0xf) != 0x2) return nullptr;
   for (int m = 0; m < map_count; ++m) {

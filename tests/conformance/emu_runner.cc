@@ -1,7 +1,8 @@
 // The emulator side of the conformance harness: runs each case through
 // execute_sve_instruction on a cpu_state built from the case's seed, and
 // reports the final state as the reference runner does. With --entries it
-// lists the decode entries instead, for the driver to generate cases from;
+// lists the decode entries instead, for the driver to generate cases from
+// (the family of an SVE2 entry marked "sve2:");
 // with --exact-fp the floating-point library takes its exact path for every
 // operand, without the fast path of ordinary operands.
 #include <setjmp.h>
@@ -66,7 +67,8 @@ void on_fault(int sig) {
 int list_entries() {
   for (const sve::decode_family* f : sve::all_families())
     for (const sve::decode_entry& e : f->entries)
-      printf("%s %s %08x %08x %u %s\n", e.name, f->name, e.fixed_mask, e.fixed_value, e.size, e.sample);
+      printf("%s %s%s %08x %08x %u %s\n", e.name, int(e.map) >= sve::sve_map_count ? "sve2:" : "", f->name,
+             e.fixed_mask, e.fixed_value, e.size, e.sample);
   return 0;
 }
 

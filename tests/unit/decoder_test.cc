@@ -12,24 +12,27 @@
 
 using namespace sve;
 
+// Each list, SVE's and SVE2's, is searched widest key first.
 TEST(DecodeMaps, AreListedWidestKeyFirstWithTheirNames) {
-  ASSERT_EQ(map_count, 44);
+  ASSERT_EQ(sve_map_count, 44);
   EXPECT_STREQ(map_descs[0].name, "decode_map__31_0");
   EXPECT_STREQ(map_descs[19].name, "decode_map__31_13");
   EXPECT_STREQ(map_descs[43].name, "decode_map__31_21__15_15");
-  for (int m = 1; m < map_count; ++m)
+  for (int m = 1; m < map_count; ++m) {
+    if (m == sve_map_count) continue;
     EXPECT_GE(__builtin_popcount(map_descs[m - 1].mask), __builtin_popcount(map_descs[m].mask))
         << map_descs[m].name;
+  }
 }
 
-// The whole instruction set: 1,483 entries, as many in each map, in search
-// order, as the published encodings give it.
+// The whole SVE instruction set: 1,483 entries, as many in each map, in
+// search order, as the published encodings give it.
 TEST(DecodeMaps, HoldTheWholeInstructionSet) {
-  constexpr size_t per_map[map_count] = {1,  1, 2,  13, 1,   8, 58, 24, 4,  38, 4,   1, 8,   4, 24,
+  constexpr size_t per_map[sve_map_count] = {1,  1, 2,  13, 1,   8, 58, 24, 4,  38, 4,   1, 8,   4, 24,
                                          18, 1, 1,  6,  403, 4, 65, 32, 4,  32, 1,   3, 1,   135, 6,
                                          2,  1, 19, 131, 2,  81, 285, 8, 4,  6, 18, 4, 16, 3};
   size_t total = 0;
-  for (int m = 0; m < map_count; ++m) {
+  for (int m = 0; m < sve_map_count; ++m) {
     EXPECT_EQ(decode_maps[m]->size(), per_map[m]) << map_descs[m].name;
     total += decode_maps[m]->size();
   }
