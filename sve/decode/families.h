@@ -34,7 +34,12 @@
   X(fp_estimates)         \
   X(fp_conversions)       \
   X(fp_compares)          \
-  X(fp_reductions)
+  X(fp_reductions)        \
+  X(integer_ternary)      \
+  X(integer_complex)      \
+  X(integer_crypto)       \
+  X(predicate_match)      \
+  X(integer_histogram)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
