@@ -41,7 +41,8 @@
   X(predicate_match)    \
   X(integer_histogram)  \
   X(integer_halving)    \
-  X(integer_pairwise)
+  X(integer_pairwise)   \
+  X(integer_widening)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
