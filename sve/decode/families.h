@@ -42,7 +42,8 @@
   X(integer_histogram)  \
   X(integer_halving)    \
   X(integer_pairwise)   \
-  X(integer_widening)
+  X(integer_widening)   \
+  X(integer_narrowing)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
