@@ -6,11 +6,12 @@
 //
 // A count per element is the whole count element, signed: positive shifts
 // left, negative shifts right, and a count beyond the element width acts as
-// the exact shift of an unbounded integer would. Left shifts see
-// every bit that leaves the element (saturating forms clamp on it), right
-// shifts round by adding half of the last unit shifted out. Everything is
-// computed at the element width with masked shift counts, so the element
-// loops vectorise; saturation sets no flag.
+// the exact shift of an unbounded integer would. Left shifts see every bit
+// that leaves the element (the saturating forms clamp on it); the rounding
+// forms add half of the result's unit before shifting right. Everything is
+// computed at the element width, without a wider type, so that the element
+// loops vectorise wherever the host shifts each lane by its own count.
+// Saturation sets no flag.
 #include "../decode/direct.h"
 #include "../decode/families.h"
 #include "kernel_loop.h"
@@ -22,7 +23,8 @@ namespace {
 template <class T>
 constexpr unsigned ebits = sizeof(T) * 8;
 
-// A shift count as the hardware takes it: below the element width.
+// A count reduced below the element width, which keeps the C++ shift
+// defined; the callers choose the result of a larger count themselves.
 template <class T>
 constexpr unsigned masked(unsigned n) {
   return n & (ebits<T> - 1);
@@ -46,7 +48,7 @@ T right(T v, unsigned n) {
 
 // (v + 2^(n-1)) >> n for n >= 1, without the sum: the last bit shifted out
 // is added to the value shifted one place less and halved. The result is at
-// most half the range above 0, so it always fits the element.
+// most half the element's range, so it always fits.
 template <bool Signed, class T>
 T right_rounded(T v, unsigned n) {
   T x = right<Signed>(v, n - 1);
