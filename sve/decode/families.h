@@ -43,7 +43,8 @@
   X(integer_halving)    \
   X(integer_pairwise)   \
   X(integer_widening)   \
-  X(integer_narrowing)
+  X(integer_narrowing)  \
+  X(integer_rounding_shifts)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
