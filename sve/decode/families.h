@@ -34,7 +34,11 @@
   X(fp_estimates)         \
   X(fp_conversions)       \
   X(fp_compares)          \
-  X(fp_reductions)
+  X(fp_reductions)        \
+  X(fp_pairwise)          \
+  X(fp_top_conversions)   \
+  X(fp_exponent)          \
+  X(fp_widening_fused)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

@@ -278,3 +278,9 @@ inline const uint8_t* fp_segment_splat(uint8_t* scratch, const uint8_t* zm, uint
   X(map, op, F32, pattern, direct, (shape<kernel, true>), sample)  \
   X(map, op, D64, pattern, direct, (shape<kernel, true>), sample)
 #define SVE_FP3_KERNEL_(...) SVE_FP3_KERNEL(__VA_ARGS__)
+// Rows of a family whose kernel computes every precision with the library
+// and maintains fpsr itself.
+#define SVE_FP3_LIBRARY_KERNEL(X, map, op, shape, kernel, pattern, sample) \
+  X(map, op, F16, pattern, direct, (shape<kernel>), sample)                \
+  X(map, op, F32, pattern, direct, (shape<kernel>), sample)                \
+  X(map, op, D64, pattern, direct, (shape<kernel>), sample)
