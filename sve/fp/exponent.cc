@@ -53,7 +53,7 @@ aarch64_decode_rc exponent(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aar
 
 using namespace sve;
 
-#define FP_EXPONENT(X)                                                                                  \
+#define FP_EXPONENT(X)                                                                                    \
   SVE_FP3_LIBRARY_KERNEL(X, sve2_31_13, LogBVM, vm, exponent, "01100101 00 011 ss 0 101 ggg nnnnn ddddd", \
                          "flogb z0.T, p0/m, z1.T")
 

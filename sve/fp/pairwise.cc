@@ -46,14 +46,14 @@ aarch64_decode_rc pairwise(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aa
 using namespace sve;
 
 // "01100100 ss 010 opc 100 ggg mmmmm ddddd": pairs of Zdn and Zm.
-#define FP_PAIRWISE_ROWS(X, op, kernel, opc, mnemonic) \
+#define FP_PAIRWISE_ROWS(X, op, kernel, opc, mnemonic)                                                    \
   SVE_FP3_KERNEL(X, sve2_31_13, op, vvm, pairwise<kernel>, "01100100 ss 010 " opc " 100 ggg mmmmm ddddd", \
                  mnemonic " z0.T, p0/m, z0.T, z1.T")
-#define FP_PAIRWISE(X)                                                    \
-  FP_PAIRWISE_ROWS(X, AddPairVVM, op_fadd, "000", "faddp")              \
-  FP_PAIRWISE_ROWS(X, MaxNumPairVVM, op_fmaxnm, "100", "fmaxnmp")     \
-  FP_PAIRWISE_ROWS(X, MinNumPairVVM, op_fminnm, "101", "fminnmp")     \
-  FP_PAIRWISE_ROWS(X, MaxPairVVM, op_fmax, "110", "fmaxp")              \
+#define FP_PAIRWISE(X)                                            \
+  FP_PAIRWISE_ROWS(X, AddPairVVM, op_fadd, "000", "faddp")        \
+  FP_PAIRWISE_ROWS(X, MaxNumPairVVM, op_fmaxnm, "100", "fmaxnmp") \
+  FP_PAIRWISE_ROWS(X, MinNumPairVVM, op_fminnm, "101", "fminnmp") \
+  FP_PAIRWISE_ROWS(X, MaxPairVVM, op_fmax, "110", "fmaxp")        \
   FP_PAIRWISE_ROWS(X, MinPairVVM, op_fmin, "111", "fminp")
 
 SVE_FAMILY(fp_pairwise, FP_PAIRWISE)

@@ -67,18 +67,18 @@ using namespace sve;
 
 // "01100100 xx 0010 xx 101 ggg nnnnn ddddd": bits 23:22 and 17:16 name the
 // conversion.
-#define FP_TOP_CONVERSIONS(X)                                                                                    \
-  X(sve2_31_13, ExtndTopHVM, F32, "01100100 10 0010 01 101 ggg nnnnn ddddd", direct,                             \
-    (vm<widen_top<uint16_t, uint32_t>>), "fcvtlt z0.s, p0/m, z1.h")                                              \
-  X(sve2_31_13, ExtndTopFVM, D64, "01100100 11 0010 11 101 ggg nnnnn ddddd", direct,                             \
-    (vm<widen_top<uint32_t, uint64_t>>), "fcvtlt z0.d, p0/m, z1.s")                                              \
-  X(sve2_31_13, TruncTopFVM, H32, "01100100 10 0010 00 101 ggg nnnnn ddddd", direct,                             \
-    (vm<narrow<uint32_t, uint16_t, false, true>>), "fcvtnt z0.h, p0/m, z1.s")                                    \
-  X(sve2_31_13, TruncTopDVM, F64, "01100100 11 0010 10 101 ggg nnnnn ddddd", direct,                             \
-    (vm<narrow<uint64_t, uint32_t, false, true>>), "fcvtnt z0.s, p0/m, z1.d")                                    \
-  X(sve2_31_13, TruncOddTopDVM, F64, "01100100 00 0010 10 101 ggg nnnnn ddddd", direct,                          \
-    (vm<narrow<uint64_t, uint32_t, true, true>>), "fcvtxnt z0.s, p0/m, z1.d")                                    \
-  X(sve2_31_13, TruncOddDVM, F64, "01100101 00 0010 10 101 ggg nnnnn ddddd", direct,                             \
+#define FP_TOP_CONVERSIONS(X)                                                           \
+  X(sve2_31_13, ExtndTopHVM, F32, "01100100 10 0010 01 101 ggg nnnnn ddddd", direct,    \
+    (vm<widen_top<uint16_t, uint32_t>>), "fcvtlt z0.s, p0/m, z1.h")                     \
+  X(sve2_31_13, ExtndTopFVM, D64, "01100100 11 0010 11 101 ggg nnnnn ddddd", direct,    \
+    (vm<widen_top<uint32_t, uint64_t>>), "fcvtlt z0.d, p0/m, z1.s")                     \
+  X(sve2_31_13, TruncTopFVM, H32, "01100100 10 0010 00 101 ggg nnnnn ddddd", direct,    \
+    (vm<narrow<uint32_t, uint16_t, false, true>>), "fcvtnt z0.h, p0/m, z1.s")           \
+  X(sve2_31_13, TruncTopDVM, F64, "01100100 11 0010 10 101 ggg nnnnn ddddd", direct,    \
+    (vm<narrow<uint64_t, uint32_t, false, true>>), "fcvtnt z0.s, p0/m, z1.d")           \
+  X(sve2_31_13, TruncOddTopDVM, F64, "01100100 00 0010 10 101 ggg nnnnn ddddd", direct, \
+    (vm<narrow<uint64_t, uint32_t, true, true>>), "fcvtxnt z0.s, p0/m, z1.d")           \
+  X(sve2_31_13, TruncOddDVM, F64, "01100101 00 0010 10 101 ggg nnnnn ddddd", direct,    \
     (vm<narrow<uint64_t, uint32_t, true, false>>), "fcvtx z0.s, p0/m, z1.d")
 
 SVE_FAMILY(fp_top_conversions, FP_TOP_CONVERSIONS)

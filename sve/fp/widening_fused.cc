@@ -79,15 +79,15 @@ using namespace sve;
 
 // "01100100 101 mmmmm 10 s 00 t nnnnn ddddd" and, indexed, "01100100 101 ii
 // mmm 01 s 0 i t nnnnn ddddd": s subtracts, t takes the top halves.
-#define FP_WIDENING_FUSED_ROWS(X, name, op, sub, top, mnemonic)                                                      \
-  X(sve2_31_21__15_10, name##VVV, F32, "01100100 101 mmmmm 10 " #sub " 00 " #top " nnnnn ddddd", direct,         \
-    (vvx<vectors<op, top == 1>, true>), mnemonic " z0.s, z1.h, z2.h")                                                   \
-  X(sve2_31_21__15_12__10_10, name##VVVIX, F32, "01100100 101 iimmm 01 " #sub " 0 i " #top " nnnnn ddddd",      \
+#define FP_WIDENING_FUSED_ROWS(X, name, op, sub, top, mnemonic)                                            \
+  X(sve2_31_21__15_10, name##VVV, F32, "01100100 101 mmmmm 10 " #sub " 00 " #top " nnnnn ddddd", direct,   \
+    (vvx<vectors<op, top == 1>, true>), mnemonic " z0.s, z1.h, z2.h")                                      \
+  X(sve2_31_21__15_12__10_10, name##VVVIX, F32, "01100100 101 iimmm 01 " #sub " 0 i " #top " nnnnn ddddd", \
     direct, (vvx_half_index<indexed<op, top == 1>>), mnemonic " z0.s, z1.h, z2.h[7]")
-#define FP_WIDENING_FUSED(X)                               \
-  FP_WIDENING_FUSED_ROWS(X, FMALongB, op_fma, 0, 0, "fmlalb")      \
-  FP_WIDENING_FUSED_ROWS(X, FMALongT, op_fma, 0, 1, "fmlalt")      \
-  FP_WIDENING_FUSED_ROWS(X, FMSLongB, op_fms, 1, 0, "fmlslb")      \
+#define FP_WIDENING_FUSED(X)                                  \
+  FP_WIDENING_FUSED_ROWS(X, FMALongB, op_fma, 0, 0, "fmlalb") \
+  FP_WIDENING_FUSED_ROWS(X, FMALongT, op_fma, 0, 1, "fmlalt") \
+  FP_WIDENING_FUSED_ROWS(X, FMSLongB, op_fms, 1, 0, "fmlslb") \
   FP_WIDENING_FUSED_ROWS(X, FMSLongT, op_fms, 1, 1, "fmlslt")
 
 SVE_FAMILY(fp_widening_fused, FP_WIDENING_FUSED)
