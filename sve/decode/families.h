@@ -44,7 +44,11 @@
   X(integer_pairwise)   \
   X(integer_widening)   \
   X(integer_narrowing)  \
-  X(integer_rounding_shifts)
+  X(integer_rounding_shifts)\
+  X(fp_pairwise)        \
+  X(fp_top_conversions) \
+  X(fp_exponent)        \
+  X(fp_widening_fused)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

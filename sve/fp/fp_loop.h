@@ -133,6 +133,37 @@ using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
   };
 #define SVE_FP_VECTOR(op) static constexpr fast::vop vector = fast::vop::op;
 
+// addend + n * m with the negations of the instruction.
+template <bool NegAddend, bool NegFactor, class T>
+T fused(T addend, T n, T m, FPSCR& s) {
+  return FPMulAdd(NegAddend ? FPNeg(addend) : addend, NegFactor ? FPNeg(n) : n, m, s);
+}
+
+// ±a ± n * m: on AArch64 hosts the scalar instruction Insn, whose
+// negations are those of the vector instruction.
+#if defined(__aarch64__)
+#define SVE_FP_NATIVE_FUSED(insn)                                                        \
+  static float native(float a, float n, float m) {                                       \
+    float r;                                                                             \
+    asm volatile(insn " %s0, %s1, %s2, %s3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
+    return r;                                                                            \
+  }                                                                                      \
+  static double native(double a, double n, double m) {                                   \
+    double r;                                                                            \
+    asm volatile(insn " %d0, %d1, %d2, %d3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
+    return r;                                                                            \
+  }
+#else
+#define SVE_FP_NATIVE_FUSED(insn)
+#endif
+#define SVE_FP_FUSED_OP(name, insn, neg_addend, neg_factor)                              \
+  struct op_##name {                                                                     \
+    SVE_FP_NATIVE_FUSED(insn)                                                            \
+    template <class T>                                                                   \
+    static T library(T a, T n, T m, FPSCR& s) { return fused<neg_addend, neg_factor>(a, n, m, s); } \
+    SVE_FP_VECTOR(name)                                                                  \
+  };
+
 // Op on the elements x... of a direct kernel: an element of the format, or
 // the outcome of a comparison. Half precision always takes the library, and
 // its handlers maintain fpsr themselves.
@@ -278,3 +309,9 @@ inline const uint8_t* fp_segment_splat(uint8_t* scratch, const uint8_t* zm, uint
   X(map, op, F32, pattern, direct, (shape<kernel, true>), sample)  \
   X(map, op, D64, pattern, direct, (shape<kernel, true>), sample)
 #define SVE_FP3_KERNEL_(...) SVE_FP3_KERNEL(__VA_ARGS__)
+// Rows of a family whose kernel computes every precision with the library
+// and maintains fpsr itself.
+#define SVE_FP3_LIBRARY_KERNEL(X, map, op, shape, kernel, pattern, sample) \
+  X(map, op, F16, pattern, direct, (shape<kernel>), sample)                \
+  X(map, op, F32, pattern, direct, (shape<kernel>), sample)                \
+  X(map, op, D64, pattern, direct, (shape<kernel>), sample)

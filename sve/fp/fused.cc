@@ -13,42 +13,10 @@ namespace sve {
 
 namespace {
 
-// addend + n * m with the negations of the instruction.
-template <bool NegAddend, bool NegFactor, class T>
-T fused(T addend, T n, T m, FPSCR& s) {
-  return FPMulAdd(NegAddend ? FPNeg(addend) : addend, NegFactor ? FPNeg(n) : n, m, s);
-}
-
-// ±a ± n * m: on AArch64 hosts the scalar instruction Insn, whose
-// negations are those of the vector instruction.
-#if defined(__aarch64__)
-#define SVE_FP_NATIVE_FUSED(insn)                                                        \
-  static float native(float a, float n, float m) {                                       \
-    float r;                                                                             \
-    asm volatile(insn " %s0, %s1, %s2, %s3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
-    return r;                                                                            \
-  }                                                                                      \
-  static double native(double a, double n, double m) {                                   \
-    double r;                                                                            \
-    asm volatile(insn " %d0, %d1, %d2, %d3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
-    return r;                                                                            \
-  }
-#else
-#define SVE_FP_NATIVE_FUSED(insn)
-#endif
-#define SVE_FP_FUSED_OP(name, insn, neg_addend, neg_factor)                              \
-  struct op_##name {                                                                     \
-    SVE_FP_NATIVE_FUSED(insn)                                                            \
-    template <class T>                                                                   \
-    static T library(T a, T n, T m, FPSCR& s) { return fused<neg_addend, neg_factor>(a, n, m, s); } \
-    SVE_FP_VECTOR(name)                                                                  \
-  };
 SVE_FP_FUSED_OP(fma, "fmadd", false, false)
 SVE_FP_FUSED_OP(fms, "fmsub", false, true)
 SVE_FP_FUSED_OP(fnms, "fnmsub", true, false)
 SVE_FP_FUSED_OP(fnma, "fnmadd", true, true)
-#undef SVE_FP_FUSED_OP
-#undef SVE_FP_NATIVE_FUSED
 
 // Zda = ±Zda ± Zn * Zm (FMLA and its negated forms).
 template <class Op>

@@ -19,6 +19,9 @@ enum FPRounding : int {
   FPRounding_NEGINF = 2,
   FPRounding_ZERO = 3,
   FPRounding_TIEAWAY = 4,
+  // Truncation that sets the last kept bit of an inexact result, so that a
+  // second, narrower rounding of the result cannot round twice.
+  FPRounding_ODD = 5,
 };
 
 // Exception flags, at the FPSR's status bit positions.

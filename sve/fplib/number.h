@@ -136,6 +136,7 @@ T fp_round(int sgn, int exp, T mnt, int rm, int mode, int* flags) {
       int_mant >>= 1;
     }
   }
+  if (rm == FPRounding_ODD && error) int_mant |= 1;
   if (N == 16 && (mode & MODE_AHP)) {
     // Alternative half precision has no infinity: exponent 31 is ordinary.
     if (biased >= 32) {

@@ -1,0 +1,101 @@
+// Conversions between the formats that work on the top halves of the wide
+// elements, and FCVTX, which rounds to odd. FCVTLT widens the value in the
+// top half of each wide element of Zn to the whole element; FCVTNT and
+// FCVTXNT narrow each wide element of Zn into the top half of the element
+// of Zd and leave its bottom half as it was, so that a bottom-half
+// conversion and a top-half one together fill a vector. FCVTX narrows into
+// the bottom half and clears the top half, as FCVT does. Rounding to odd
+// keeps a narrowed double exact enough for a later rounding to half
+// precision to give the result of a single rounding.
+#include "../decode/direct.h"
+#include "../decode/families.h"
+#include "../fplib/convert.h"
+#include "../fplib/fast_convert.h"
+#include "fp_loop.h"
+
+namespace sve {
+
+namespace {
+
+// One conversion under the FPCR: half precision is IEEE whatever AHP says,
+// and FZ16 plays no part, as in FCVT.
+template <class From, class To, bool Odd>
+To convert(cpu_state* s, From x) {
+  return fp_element(s->fpcr | s->fpcr_high, s->fpsr, [&](FPSCR& f) {
+    f &= ~(FPSCR(1) << 26 | FPSCR(1) << 19);
+    return FPConvert<From, To>(x, Odd ? FPRounding_ODD : FPRounding(fp_mode(f) & 3), f);
+  });
+}
+
+// FCVTLT from half precision: the top half of each active element of Zn,
+// widened.
+aarch64_decode_rc widen_top_half(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  alignas(16) uint8_t tmp[sve_vl_bytes];
+  uint8_t* d = s->z[zd.reg];
+  const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
+  for (unsigned i = 0; i < sve_vl_bytes; i += 4)
+    store<uint32_t>(tmp + i, (p[i] & 1) ? convert<uint16_t, uint32_t, false>(s, load<uint16_t>(a + i + 2))
+                                        : load<uint32_t>(d + i));
+  std::memcpy(d, tmp, sve_vl_bytes);
+  return aarch64_decode_ok;
+}
+
+// FCVTLT from single to double precision: the sources, moved to the bottom
+// halves, take the whole-vector widening of FCVT first.
+aarch64_decode_rc widen_top_single(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  alignas(32) uint8_t x[sve_vl_bytes];
+  const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
+  for (unsigned i = 0; i < sve_vl_bytes; i += 8) store<uint64_t>(x + i, load<uint64_t>(a + i) >> 32);
+  uint8_t* d = s->z[zd.reg];
+  return fp_kernel_vector<uint64_t>(
+      d, p,
+      [&] {
+        return fast::convert<uint32_t, uint64_t>(fast::conversion::widen, false, FPRounding_TIEEVEN, x, p,
+                                                 s->fpcr | s->fpcr_high, s->fpsr, d);
+      },
+      [&](unsigned i) { return convert<uint32_t, uint64_t, false>(s, load<uint32_t>(x + 8 * i)); });
+}
+
+// FCVTNT, FCVTXNT (Top) and FCVTX: each active element of Zn narrowed into
+// a half of the element of Zd.
+template <class Wide, class Narrow, bool Odd, bool Top>
+aarch64_decode_rc narrow(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  alignas(16) uint8_t tmp[sve_vl_bytes];
+  uint8_t* d = s->z[zd.reg];
+  const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
+  std::memcpy(tmp, d, sve_vl_bytes);
+  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(Wide)) {
+    if (!(p[i] & 1)) continue;
+    const Narrow r = convert<Wide, Narrow, Odd>(s, load<Wide>(a + i));
+    if (Top)
+      store<Narrow>(tmp + i + sizeof(Narrow), r);
+    else
+      store<Wide>(tmp + i, r);
+  }
+  std::memcpy(d, tmp, sve_vl_bytes);
+  return aarch64_decode_ok;
+}
+
+}  // namespace
+
+}  // namespace sve
+
+using namespace sve;
+
+// "01100100 xx 0010 xx 101 ggg nnnnn ddddd": bits 23:22 and 17:16 name the
+// conversion.
+#define FP_TOP_CONVERSIONS(X)                                                           \
+  X(sve2_31_13, ExtndTopHVM, F32, "01100100 10 0010 01 101 ggg nnnnn ddddd", direct,    \
+    (vm<widen_top_half>), "fcvtlt z0.s, p0/m, z1.h")                                    \
+  X(sve2_31_13, ExtndTopFVM, D64, "01100100 11 0010 11 101 ggg nnnnn ddddd", direct,    \
+    (vm<widen_top_single>), "fcvtlt z0.d, p0/m, z1.s")                                  \
+  X(sve2_31_13, TruncTopFVM, H32, "01100100 10 0010 00 101 ggg nnnnn ddddd", direct,    \
+    (vm<narrow<uint32_t, uint16_t, false, true>>), "fcvtnt z0.h, p0/m, z1.s")           \
+  X(sve2_31_13, TruncTopDVM, F64, "01100100 11 0010 10 101 ggg nnnnn ddddd", direct,    \
+    (vm<narrow<uint64_t, uint32_t, false, true>>), "fcvtnt z0.s, p0/m, z1.d")           \
+  X(sve2_31_13, TruncOddTopDVM, F64, "01100100 00 0010 10 101 ggg nnnnn ddddd", direct, \
+    (vm<narrow<uint64_t, uint32_t, true, true>>), "fcvtxnt z0.s, p0/m, z1.d")           \
+  X(sve2_31_13, TruncOddDVM, F64, "01100101 00 0010 10 101 ggg nnnnn ddddd", direct,    \
+    (vm<narrow<uint64_t, uint32_t, true, false>>), "fcvtx z0.s, p0/m, z1.d")
+
+SVE_FAMILY(fp_top_conversions, FP_TOP_CONVERSIONS)
