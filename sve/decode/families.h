@@ -34,7 +34,9 @@
   X(fp_estimates)         \
   X(fp_conversions)       \
   X(fp_compares)          \
-  X(fp_reductions)
+  X(fp_reductions)        \
+  X(integer_multiply_long) \
+  X(integer_multiply_high)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
