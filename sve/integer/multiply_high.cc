@@ -51,13 +51,13 @@ constexpr auto sqrdmlsh = [](auto d, auto a, auto b) { return doubling_high<decl
 // it: halfwords take Zm 18:16 and the index 22:20:19, words Zm 18:16 and the
 // index 20:19, doublewords Zm 19:16 and the index 20.
 template <auto Kernel, bool Acc>
-struct by_index : direct_base<Kernel> {
+struct mul_by_index : direct_base<Kernel> {
   template <class T>
   static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
     constexpr uint32_t c = T::code;
     const uint32_t zm = c == Z_D ? field(w, 19, 16) : field(w, 18, 16);
     const uint32_t index = c == Z_H ? field(w, 22, 22) << 2 | field(w, 20, 19) : c == Z_S ? field(w, 20, 19) : field(w, 20, 20);
-    return by_index::call(s, w, Acc ? z_dst_src(w, 4, 0, c) : z_plain(w, 4, 0, c), z_plain(w, 9, 5, c),
+    return mul_by_index::call(s, w, Acc ? z_dst_src(w, 4, 0, c) : z_plain(w, 4, 0, c), z_plain(w, 9, 5, c),
                           aarch64_z_reg{zm, c, Z_NONE, Z_NONE}, index);
   }
 };
@@ -75,11 +75,11 @@ using namespace sve;
   "01000100 ss 0 mmmmm " opc " nnnnn ddddd", direct, (zzz<vectors<op>, true>), mnemonic " z0.T, z1.T, z2.T"
 #define SVE_BY_INDEX(X, name, opc, op, acc, mnemonic)                                                    \
   X(sve2_31_23__21_21__15_10, name, S16, "01000100 0i 1 iimmm " opc " nnnnn ddddd", direct,             \
-    (by_index<indexed<op>, acc>), mnemonic " z0.h, z1.h, z2.h[7]")                                     \
+    (mul_by_index<indexed<op>, acc>), mnemonic " z0.h, z1.h, z2.h[7]")                                     \
   X(sve2_31_21__15_10, name, S32, "01000100 10 1 iimmm " opc " nnnnn ddddd", direct,                    \
-    (by_index<indexed<op>, acc>), mnemonic " z0.s, z1.s, z2.s[3]")                                     \
+    (mul_by_index<indexed<op>, acc>), mnemonic " z0.s, z1.s, z2.s[3]")                                     \
   X(sve2_31_21__15_10, name, S64, "01000100 11 1 immmm " opc " nnnnn ddddd", direct,                    \
-    (by_index<indexed<op>, acc>), mnemonic " z0.d, z1.d, z2.d[1]")
+    (mul_by_index<indexed<op>, acc>), mnemonic " z0.d, z1.d, z2.d[1]")
 
 #define INTEGER_MULTIPLY_HIGH(X)                                                  \
   SVE_S4(X, sve2_31_21__15_10, MulVVX, SVE_MULX("011000", mul, "mul"))             \
