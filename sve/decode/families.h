@@ -48,7 +48,9 @@
   X(fp_pairwise)        \
   X(fp_top_conversions) \
   X(fp_exponent)        \
-  X(fp_widening_fused)
+  X(fp_widening_fused)  \
+  X(integer_multiply_long)\
+  X(integer_multiply_high)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

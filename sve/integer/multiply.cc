@@ -9,6 +9,7 @@
 #include "../support/marshal.h"
 #include "../support/routine_loop.h"
 #include "kernel_loop.h"
+#include "products.h"
 
 namespace sve {
 
@@ -113,23 +114,6 @@ aarch64_decode_rc sve_udivr_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg p
 
 namespace {
 
-// An element widened to 128 bits, signed or unsigned.
-template <bool Signed, class T>
-__int128 widen(T v) {
-  if constexpr (Signed) return __int128(signed_t<T>(v));
-  return __int128(v);
-}
-
-// The high half of the double-width product; for doublewords the product
-// uses all 128 bits.
-template <class T, bool Signed>
-T mul_high(T a, T b) {
-  if constexpr (sizeof(T) == 8 && !Signed)
-    return T((unsigned __int128)a * b >> 64);
-  else
-    return T((widen<Signed>(a) * widen<Signed>(b)) >> (sizeof(T) * 8));
-}
-
 // The dot product of accumulator e: the narrow elements 4e..4e+3 of Zn times
 // those of group group_of(e) of Zm, summed and added to the accumulator,
 // wrapping. A product of two narrow elements fits the accumulator's signed
@@ -202,14 +186,6 @@ SVE_MULH(U64, uint64_t, false)
 
 }  // namespace lib
 
-// Zda 4:0, Zn 9:5, Zm 20:16.
-template <auto Kernel>
-struct dot_vectors : direct_base<Kernel> {
-  template <class T>
-  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
-    return dot_vectors::call(s, w, z_dst_src(w, 4, 0, T::code), z_plain(w, 9, 5, T::code), z_plain(w, 20, 16, T::code));
-  }
-};
 // The indexed dot product: Zm and the index share bits 20:16, split by the
 // accumulator size.
 template <auto Kernel>
@@ -249,10 +225,10 @@ using namespace sve;
   SVE_S4(X, 31_21__15_13, MLSVVVM, SVE_MUL_VVVM("011", sve_mls_zpzz, "mls"))                       \
   SVE_S4(X, 31_21__15_13, MADDVVVM, SVE_MAD_VVVM("110", sve_mad_zpzz, "mad"))                      \
   SVE_S4(X, 31_21__15_13, MSUBVVVM, SVE_MAD_VVVM("111", sve_msb_zpzz, "msb"))                      \
-  X(31_21__15_10, DotVVVX, S32, "01000100 10 0 mmmmm 00000 0 nnnnn ddddd", direct, (dot_vectors<sve_sdot_zzz>), "sdot z0.s, z1.b, z2.b") \
-  X(31_21__15_10, DotVVVX, S64, "01000100 11 0 mmmmm 00000 0 nnnnn ddddd", direct, (dot_vectors<sve_sdot_zzz>), "sdot z0.d, z1.h, z2.h") \
-  X(31_21__15_10, DotVVVX, U32, "01000100 10 0 mmmmm 00000 1 nnnnn ddddd", direct, (dot_vectors<sve_udot_zzz>), "udot z0.s, z1.b, z2.b") \
-  X(31_21__15_10, DotVVVX, U64, "01000100 11 0 mmmmm 00000 1 nnnnn ddddd", direct, (dot_vectors<sve_udot_zzz>), "udot z0.d, z1.h, z2.h") \
+  X(31_21__15_10, DotVVVX, S32, "01000100 10 0 mmmmm 00000 0 nnnnn ddddd", direct, (zzz<sve_sdot_zzz, true>), "sdot z0.s, z1.b, z2.b") \
+  X(31_21__15_10, DotVVVX, S64, "01000100 11 0 mmmmm 00000 0 nnnnn ddddd", direct, (zzz<sve_sdot_zzz, true>), "sdot z0.d, z1.h, z2.h") \
+  X(31_21__15_10, DotVVVX, U32, "01000100 10 0 mmmmm 00000 1 nnnnn ddddd", direct, (zzz<sve_udot_zzz, true>), "udot z0.s, z1.b, z2.b") \
+  X(31_21__15_10, DotVVVX, U64, "01000100 11 0 mmmmm 00000 1 nnnnn ddddd", direct, (zzz<sve_udot_zzz, true>), "udot z0.d, z1.h, z2.h") \
   X(31_21__15_10, DotVVVIX, S32, "01000100 10 1 iimmm 00000 0 nnnnn ddddd", direct, (dot_by_index<sve_sdot_zzzi>), "sdot z0.s, z1.b, z2.b[3]") \
   X(31_21__15_10, DotVVVIX, S64, "01000100 11 1 immmm 00000 0 nnnnn ddddd", direct, (dot_by_index<sve_sdot_zzzi>), "sdot z0.d, z1.h, z2.h[1]") \
   X(31_21__15_10, DotVVVIX, U32, "01000100 10 1 iimmm 00000 1 nnnnn ddddd", direct, (dot_by_index<sve_udot_zzzi>), "udot z0.s, z1.b, z2.b[3]") \
