@@ -34,7 +34,8 @@
   X(fp_estimates)         \
   X(fp_conversions)       \
   X(fp_compares)          \
-  X(fp_reductions)
+  X(fp_reductions)        \
+  X(memory_nontemporal_gather)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;
