@@ -77,10 +77,18 @@ struct bit_range {
 // searched after those of SVE by the same rule. SVE2 encodings lie in space
 // that SVE leaves unallocated, so no word can match in both lists; the lists
 // stay apart so that each instruction set is counted by itself.
-#define SVE2_DECODE_MAPS(X)                                         \
-  X(sve2_31_13, {31, 13})                                           \
-  X(sve2_31_21__15_10__4_4, {31, 21}, {15, 10}, {4, 4})             \
-  X(sve2_31_21__15_10, {31, 21}, {15, 10})                          \
+#define SVE2_DECODE_MAPS(X)                                           \
+  X(sve2_31_5, {31, 5})                                               \
+  X(sve2_31_10, {31, 10})                                             \
+  X(sve2_31_11, {31, 11})                                             \
+  X(sve2_31_19__15_10, {31, 19}, {15, 10})                            \
+  X(sve2_31_13, {31, 13})                                             \
+  X(sve2_31_20__15_10, {31, 20}, {15, 10})                            \
+  X(sve2_31_21__15_10__4_4, {31, 21}, {15, 10}, {4, 4})               \
+  X(sve2_31_21__15_10, {31, 21}, {15, 10})                            \
+  X(sve2_31_23__21_21__15_10, {31, 23}, {21, 21}, {15, 10})           \
+  X(sve2_31_21__15_12, {31, 21}, {15, 12})                            \
+  X(sve2_31_21__15_13__4_4, {31, 21}, {15, 13}, {4, 4})               \
   X(sve2_31_21__15_13, {31, 21}, {15, 13})
 
 #define SVE_ALL_DECODE_MAPS(X) SVE_DECODE_MAPS(X) SVE2_DECODE_MAPS(X)

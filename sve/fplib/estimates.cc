@@ -32,6 +32,12 @@ constexpr std::array<uint8_t, 256> make_recip_sqrt_table() {
 // the interval that a stands for.
 constexpr unsigned recip_estimate9(unsigned a) { return ((uint32_t(1) << 19) / (2 * a + 1) + 1) >> 1; }
 
+constexpr std::array<uint8_t, 256> make_recip_table() {
+  std::array<uint8_t, 256> t{};
+  for (unsigned i = 0; i < 256; ++i) t[i] = uint8_t(recip_estimate9(256 + i));
+  return t;
+}
+
 // The exponent field and the fraction bits of a non-zero finite operand,
 // normalised so that a denormal looks like a number with the leading one
 // just above the fraction and an exponent field of 0 or below.
@@ -86,7 +92,7 @@ T recip_estimate(T op, fp_unpacked<T> u, int mode, int* flags) {
   }
   const auto n = normalise_fraction(op);
   int exp = R - n.exp;
-  T frac = T(T(recip_estimate9(256 | unsigned(n.frac >> (F - 8))) & 255) << (F - 8));
+  T frac = T(T(reciprocal_estimate[unsigned(n.frac >> (F - 8))]) << (F - 8));
   // A result exponent of 0 or -1 makes a denormal of the estimate, exactly.
   if (exp == 0) {
     frac = T(T(1) << (F - 1) | frac >> 1);
@@ -208,6 +214,7 @@ struct helper_tables<uint64_t> {
 }  // namespace
 
 const std::array<uint8_t, 256> recip_sqrt_estimate = make_recip_sqrt_table();
+const std::array<uint8_t, 256> reciprocal_estimate = make_recip_table();
 
 template <class T>
 T FPRecipEstimate(T op, FPSCR& fpscr) {

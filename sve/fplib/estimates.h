@@ -39,5 +39,8 @@ template <class T> T FPTRISMUL(T op1, T op2, FPSCR& fpscr);
 // exponents, 128 to 255 for even ones; each is the 9-bit estimate without its
 // leading one.
 extern const std::array<uint8_t, 256> recip_sqrt_estimate;
+// The 8-bit reciprocal estimates of 1.f for the top eight fraction bits f:
+// the 9-bit estimate without its leading one.
+extern const std::array<uint8_t, 256> reciprocal_estimate;
 
 }  // namespace sve

@@ -1,9 +1,11 @@
 // Merging-predicated integer arithmetic and logic with direct kernels:
 // add, subtract, the bitwise operations, minimum and maximum, negate,
-// absolute value, bit reverse, and sign and zero extension. The same
-// instructions' other forms (SUBR, UXTB and so on) take the library route.
+// absolute value, bit reverse, sign and zero extension, and the unsigned
+// fixed-point estimates URECPE and URSQRTE. The same instructions' other
+// forms (SUBR, UXTB and so on) take the library route.
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../fplib/estimates.h"
 #include "kernel_loop.h"
 
 namespace sve {
@@ -106,6 +108,23 @@ aarch64_decode_rc sve_uxtw_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg,
   return extend<uint32_t, Z_D>(s, zd, pg, zn);
 }
 
+// The unsigned estimates take a word as a fraction below 1 and give the
+// 9-bit estimate, 1 to 2, in its top bits. The reciprocal's table starts at
+// 1/2 and the square root's at 1/4; an operand below gives all ones. Of the
+// nine operand bits that index them, the square root's table takes those
+// below 256 (an odd exponent) one by one and the rest by pairs.
+aarch64_decode_rc sve_urecpe_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  return zpz_unary_loop<uint32_t>(s, zd, pg, zn, [](uint32_t b) {
+    return b >> 31 ? (256u | reciprocal_estimate[b >> 23 & 255]) << 23 : ~0u;
+  });
+}
+aarch64_decode_rc sve_ursqrte_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  return zpz_unary_loop<uint32_t>(s, zd, pg, zn, [](uint32_t b) {
+    const uint32_t a = b >> 23;
+    return b >> 30 ? (256u | recip_sqrt_estimate[a < 256 ? a - 128 : 128 + (a - 256) / 2]) << 23 : ~0u;
+  });
+}
+
 }  // namespace sve
 
 using namespace sve;
@@ -116,6 +135,9 @@ using namespace sve;
 // Zd = op(Zn): "00000100 ss 0 opc 101 ggg nnnnn ddddd".
 #define SVE_VM(opc, kernel, mnemonic) \
   "00000100 ss 0 " opc " 101 ggg nnnnn ddddd", direct, (vm<kernel>), mnemonic " z0.T, p0/m, z1.T"
+// The unsigned estimates, of words only: "01000100 ss 00000 N 101 ggg nnnnn ddddd".
+#define SVE_ESTIMATE(opc, kernel, mnemonic) \
+  "01000100 ss 00000" opc " 101 ggg nnnnn ddddd", direct, (vm<kernel>), mnemonic " z0.T, p0/m, z1.T"
 
 #define INTEGER_PREDICATED(X)                                        \
   SVE_U4(X, 31_13, AddVVM, SVE_VVM("00000", sve_add_zpz, "add"))  \
@@ -140,6 +162,8 @@ using namespace sve;
   X(31_13, Extnd28VM, S64, SVE_VM("10010", sve_sxth_zpz, "sxth"))        \
   X(31_13, Extnd28VM, U64, SVE_VM("10011", sve_uxth_zpz, "uxth"))        \
   X(31_13, Extnd48VM, S64, SVE_VM("10100", sve_sxtw_zpz, "sxtw"))        \
-  X(31_13, Extnd48VM, U64, SVE_VM("10101", sve_uxtw_zpz, "uxtw"))
+  X(31_13, Extnd48VM, U64, SVE_VM("10101", sve_uxtw_zpz, "uxtw"))        \
+  X(sve2_31_13, RecpEVM, U32, SVE_ESTIMATE("0", sve_urecpe_zpz, "urecpe"))  \
+  X(sve2_31_13, RSqrtEVM, U32, SVE_ESTIMATE("1", sve_ursqrte_zpz, "ursqrte"))
 
 SVE_FAMILY(integer_predicated, INTEGER_PREDICATED)

@@ -103,6 +103,31 @@ inline aarch64_decode_rc zpzz_loop(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg
 template <class T>
 using signed_t = std::make_signed_t<T>;
 
+// The kernels of the two-vector and one-vector predicated forms for an
+// operation that is one function object at every element size.
+template <class Op>
+aarch64_decode_rc zpz_kernel(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  return by_size(zdn.rw_elem, [&](auto e) {
+    using T = decltype(e);
+    return zpz_loop<T>(s, zdn, pg, zm, [](T a, T b) { return Op{}(a, b); });
+  });
+}
+template <class Op>
+aarch64_decode_rc zpz_unary_kernel(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  return by_size(zd.elem, [&](auto e) {
+    using T = decltype(e);
+    return zpz_unary_loop<T>(s, zd, pg, zn, [](T b) { return Op{}(b); });
+  });
+}
+
+// An operation with its operands exchanged: the reversed forms (SUBR and
+// the like) compute Zm op Zdn.
+template <class Op>
+struct reversed {
+  template <class T>
+  T operator()(T a, T b) const { return Op{}(b, a); }
+};
+
 // The product of two elements, wrapping at the element width. Narrow
 // elements are multiplied as unsigned int: their promotion to int could
 // overflow.

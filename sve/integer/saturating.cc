@@ -1,8 +1,9 @@
-// Saturating addition and subtraction without a predicate: SQADD, UQADD,
-// SQSUB, UQSUB of two vectors or of a vector and an immediate. The wrapped
-// result is kept unless the operation overflowed, which the signs (or the
-// carry) tell; then the limit on the side of the true result stands.
-// Saturation sets no flag.
+// Saturating addition and subtraction: SQADD, UQADD, SQSUB, UQSUB of two
+// vectors or of a vector and an immediate, and merging under a predicate
+// also SQSUBR, UQSUBR, SUQADD and USQADD of mixed signs; the saturating
+// SQABS and SQNEG. The wrapped result is kept unless the operation
+// overflowed, which the signs (or the carry) tell; then the limit on the
+// side of the true result stands. Saturation sets no flag.
 #include <limits>
 
 #include "../decode/direct.h"
@@ -31,6 +32,56 @@ T saturate(T a, T b) {
     return T(r | less<false>(r, a));
   }
 }
+
+template <bool Signed>
+struct saturating_add {
+  template <class T>
+  T operator()(T a, T b) const { return saturate<Signed, false>(a, b); }
+};
+template <bool Signed>
+struct saturating_sub {
+  template <class T>
+  T operator()(T a, T b) const { return saturate<Signed, true>(a, b); }
+};
+
+// SUQADD: a signed a plus an unsigned b, which can only pass the maximum.
+// With a's sign bit flipped the sum is biased by half the range, and it
+// passes the maximum exactly when the unsigned addition carries.
+struct signed_plus_unsigned {
+  template <class T>
+  T operator()(T a, T b) const {
+    constexpr T top = T(T(1) << (sizeof(T) * 8 - 1));
+    const T biased = T(T(a ^ top) + b);
+    return select(less<false>(biased, b), T(top - 1), T(biased ^ top));
+  }
+};
+
+// USQADD: an unsigned a plus a signed b. A non-negative b overflows where
+// the addition carries, to all ones; a negative b, added as 2^n + b, leaves
+// a true sum below 0 where it does not carry, which gives 0.
+struct unsigned_plus_signed {
+  template <class T>
+  T operator()(T a, T b) const {
+    const T r = T(a + b), carry = less<false>(r, a);
+    return select(T(T(0) - T(b >> (sizeof(T) * 8 - 1))), T(r & carry), T(r | carry));
+  }
+};
+
+// SQNEG: only the most negative value overflows, and its negation is the
+// one that stays negative, both operand and result.
+template <class T>
+T negate_saturated(T b) {
+  const T r = T(T(0) - b);
+  return T(r - T(T(r & b) >> (sizeof(T) * 8 - 1)));
+}
+struct saturating_neg {
+  template <class T>
+  T operator()(T b) const { return negate_saturated(b); }
+};
+struct saturating_abs {
+  template <class T>
+  T operator()(T b) const { return select(less<true>(b, T(0)), negate_saturated(b), b); }
+};
 
 template <bool Signed, bool Sub>
 aarch64_decode_rc vectors(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
@@ -97,14 +148,32 @@ using namespace sve;
 #define SVE_QVIX(opc, kernel, mnemonic) \
   "00100101 ss 1001" opc " 11 i iiiiiiii ddddd", direct, (vix_sat<kernel##_zzi>), mnemonic " z0.T, z0.T, #255"
 
-#define INTEGER_SATURATING(X)                                              \
-  SVE_S4(X, 31_21__15_10, QAddVVX, SVE_QVVX("00", sve_sqadd, "sqadd"))     \
-  SVE_U4(X, 31_21__15_10, QAddVVX, SVE_QVVX("01", sve_uqadd, "uqadd"))     \
-  SVE_S4(X, 31_21__15_10, QSubVVX, SVE_QVVX("10", sve_sqsub, "sqsub"))     \
-  SVE_U4(X, 31_21__15_10, QSubVVX, SVE_QVVX("11", sve_uqsub, "uqsub"))     \
-  SVE_S4(X, 31_14, QAddVIX, SVE_QVIX("00", sve_sqadd, "sqadd"))            \
-  SVE_U4(X, 31_14, QAddVIX, SVE_QVIX("01", sve_uqadd, "uqadd"))            \
-  SVE_S4(X, 31_14, QSubVIX, SVE_QVIX("10", sve_sqsub, "sqsub"))            \
-  SVE_U4(X, 31_14, QSubVIX, SVE_QVIX("11", sve_uqsub, "uqsub"))
+// Predicated: "01000100 ss 011 op S U 100 ggg mmmmm ddddd", with op set for
+// the reversed subtractions and the additions of mixed signs.
+#define SVE_QVVM(opc, op, mnemonic) \
+  "01000100 ss 011 " opc " 100 ggg mmmmm ddddd", direct, (vvm<zpz_kernel<op>>), mnemonic " z0.T, p0/m, z0.T, z1.T"
+// Unary: "01000100 ss 001 0 0 N 101 ggg nnnnn ddddd".
+#define SVE_QVM(opc, op, mnemonic) \
+  "01000100 ss 00100" opc " 101 ggg nnnnn ddddd", direct, (vm<zpz_unary_kernel<op>>), mnemonic " z0.T, p0/m, z1.T"
+
+#define INTEGER_SATURATING(X)                                                                 \
+  SVE_S4(X, 31_21__15_10, QAddVVX, SVE_QVVX("00", sve_sqadd, "sqadd"))                        \
+  SVE_U4(X, 31_21__15_10, QAddVVX, SVE_QVVX("01", sve_uqadd, "uqadd"))                        \
+  SVE_S4(X, 31_21__15_10, QSubVVX, SVE_QVVX("10", sve_sqsub, "sqsub"))                        \
+  SVE_U4(X, 31_21__15_10, QSubVVX, SVE_QVVX("11", sve_uqsub, "uqsub"))                        \
+  SVE_S4(X, 31_14, QAddVIX, SVE_QVIX("00", sve_sqadd, "sqadd"))                               \
+  SVE_U4(X, 31_14, QAddVIX, SVE_QVIX("01", sve_uqadd, "uqadd"))                               \
+  SVE_S4(X, 31_14, QSubVIX, SVE_QVIX("10", sve_sqsub, "sqsub"))                               \
+  SVE_U4(X, 31_14, QSubVIX, SVE_QVIX("11", sve_uqsub, "uqsub"))                               \
+  SVE_S4(X, sve2_31_13, QAddVVM, SVE_QVVM("000", saturating_add<true>, "sqadd"))              \
+  SVE_U4(X, sve2_31_13, QAddVVM, SVE_QVVM("001", saturating_add<false>, "uqadd"))             \
+  SVE_S4(X, sve2_31_13, QSubVVM, SVE_QVVM("010", saturating_sub<true>, "sqsub"))              \
+  SVE_U4(X, sve2_31_13, QSubVVM, SVE_QVVM("011", saturating_sub<false>, "uqsub"))             \
+  SVE_S4(X, sve2_31_13, QAddUVVM, SVE_QVVM("100", signed_plus_unsigned, "suqadd"))            \
+  SVE_U4(X, sve2_31_13, QAddSVVM, SVE_QVVM("101", unsigned_plus_signed, "usqadd"))            \
+  SVE_S4(X, sve2_31_13, QSubRVVM, SVE_QVVM("110", reversed<saturating_sub<true>>, "sqsubr"))  \
+  SVE_U4(X, sve2_31_13, QSubRVVM, SVE_QVVM("111", reversed<saturating_sub<false>>, "uqsubr")) \
+  SVE_S4(X, sve2_31_13, QAbsVM, SVE_QVM("0", saturating_abs, "sqabs"))                        \
+  SVE_S4(X, sve2_31_13, QNegVM, SVE_QVM("1", saturating_neg, "sqneg"))
 
 SVE_FAMILY(integer_saturating, INTEGER_SATURATING)

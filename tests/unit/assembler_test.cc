@@ -61,7 +61,7 @@ TEST(Assembler, EverySampleDecodesToItsEntry) {
     std::ofstream s(dir + "/samples.s");
     for (auto* e : all) s << "\t" << sample_text(*e) << "\n";
   }
-  std::string as = run("aarch64-linux-gnu-as -march=armv8.2-a+sve -o " + dir + "/samples.o " + dir + "/samples.s");
+  std::string as = run("aarch64-linux-gnu-as -march=armv9-a+sve2-aes+sve2-sha3+sve2-sm4+sve2-bitperm -o " + dir + "/samples.o " + dir + "/samples.s");
   if (as.rfind("FAILED", 0) == 0) {
     // Name each entry whose sample the assembler refused.
     std::regex line_no(R"(samples\.s:(\d+): Error: (.*))");

@@ -171,7 +171,7 @@ TEST(Emulation, IllegalInstructionsAreNamedWithWordAndAddress) {
     uint32_t word;
     const char* says;
   } rows[] = {
-      {0x44188020, "tool: SVE instruction 0x44188020 at "},  // SVE2 sqadd, outside the emulated set
+      {0x64628020, "tool: SVE instruction 0x64628020 at "},  // bfdot, outside the emulated set
       {0x1eee1000, "tool: instruction 0x1eee1000 at "},      // fmov h0, #1.0
       {0x00000000, "tool: instruction 0x00000000 at "},
   };
@@ -183,7 +183,7 @@ TEST(Emulation, IllegalInstructionsAreNamedWithWordAndAddress) {
     char at[32];
     snprintf(at, sizeof at, "%p", static_cast<void*>(&r.word));
     EXPECT_NE(err.find(at), std::string::npos) << err;
-    EXPECT_EQ(err.find("not emulated") != std::string::npos, r.word == 0x44188020) << err;
+    EXPECT_EQ(err.find("not emulated") != std::string::npos, r.word == 0x64628020) << err;
   }
 }
 
