@@ -111,7 +111,7 @@ aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
 // of range reads the last element and masks it.
 namespace {
 template <class T, bool Keep>
-aarch64_decode_rc table_lookup(cpu_state* s, aarch64_z_reg zd, const uint8_t* table, unsigned count,
+aarch64_decode_rc table_select(cpu_state* s, aarch64_z_reg zd, const uint8_t* table, unsigned count,
                                aarch64_z_reg zm) {
   const uint8_t *index = s->z[zm.reg], *old = s->z[zd.reg];
   const uint64_t last = count - 1;
@@ -133,14 +133,14 @@ aarch64_decode_rc sve_tbl2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn,
     alignas(16) uint8_t table[2 * vl];
     std::memcpy(table, s->z[zn.reg], vl);
     std::memcpy(table + vl, s->z[next_reg(zn)], vl);
-    return table_lookup<T, false>(s, zd, table, 2 * vl / sizeof(T), zm);
+    return table_select<T, false>(s, zd, table, 2 * vl / sizeof(T), zm);
   });
 }
 
 aarch64_decode_rc sve_tbx_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
   return by_size(zd.elem, [&](auto e) {
     using T = decltype(e);
-    return table_lookup<T, true>(s, zd, s->z[zn.reg], vl / sizeof(T), zm);
+    return table_select<T, true>(s, zd, s->z[zn.reg], vl / sizeof(T), zm);
   });
 }
 
