@@ -105,10 +105,10 @@ aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
 }
 
 // TBL of two registers and TBX: an index below `count` elements reads
-// `table`; beyond it TBL gives 0 and TBX keeps the element of Zd. Byte
-// indices of a two-register table never reach beyond it at this length, so
-// the indices are compared at 64 bits. As TBL of one register, an index out
-// of range reads the last element and masks it.
+// `table`; beyond it TBL gives 0 and TBX keeps the element of Zd. A
+// two-register table of bytes can hold more elements than a byte counts, so
+// index and count are compared at 64 bits. As TBL of one register, an index
+// out of range reads the last element and masks it.
 namespace {
 template <class T, bool Keep>
 aarch64_decode_rc table_select(cpu_state* s, aarch64_z_reg zd, const uint8_t* table, unsigned count,
