@@ -50,7 +50,8 @@
   X(fp_exponent)            \
   X(fp_widening_fused)      \
   X(integer_multiply_long)  \
-  X(integer_multiply_high)
+  X(integer_multiply_high)  \
+  X(memory_nontemporal_gather)
 
 namespace sve::families {
 #define SVE_DECLARE_FAMILY(f) extern const decode_family f;

@@ -1,5 +1,6 @@
 // Gather loads and scatter stores: every element has an address of its own,
-// from a vector of addresses plus an immediate, or from a base register plus
+// from a vector of addresses plus an immediate or a register (the
+// non-temporal forms), or from a base register plus
 // a vector of offsets (whole doublewords, or 32-bit offsets taken with or
 // without sign, scaled by the memory size or not). Elements go in ascending
 // order; an inactive element's address is never formed, and a gather writes
@@ -84,6 +85,10 @@ void scatter_routine(const PredV& pg, const VecV& zv, uint64_t base, const VecV&
   aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_i_rsp_reg rn, aarch64_z_reg zm) { \
     return op<M, T, Off, true>(s, zt, pg, zm.reg, read_x(s, rn));                                                    \
   }
+#define SVE_GS_KERNEL_vec_reg(name, op, M, T, Off)                                                                \
+  aarch64_decode_rc name(cpu_state* s, aarch64_z_reg zt, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_i_reg rm) { \
+    return op<M, T, Off, false>(s, zt, pg, zn.reg, read_x(s, rm));                                               \
+  }
 #define SVE_GS_KERNEL(name, op, shape, M, T, Off) SVE_GS_KERNEL_##shape(name, op, M, T, Off)
 SVE_GS_KERNEL(sve_ld1sb_s_sxtw_zpzr, gather, unscaled, int8_t, uint32_t, sxtw)
 SVE_GS_KERNEL(sve_ld1sh_s_sxtw_scaled_zprz, gather, scaled, int16_t, uint32_t, sxtw)
@@ -144,7 +149,27 @@ SVE_GS_KERNEL(sve_st1d_zpzi, scatter, vec_imm, uint64_t, uint64_t, whole)
 SVE_GS_KERNEL(sve_st1d_zpzr, scatter, unscaled, uint64_t, uint64_t, whole)
 SVE_GS_KERNEL(sve_st1d_sxtw_scaled_zprz, scatter, scaled, uint64_t, uint64_t, sxtw)
 SVE_GS_KERNEL(sve_st1d_uxtw_scaled_zprz, scatter, scaled, uint64_t, uint64_t, uxtw)
+SVE_GS_KERNEL(sve_ldnt1sb_s_zpzx, gather, vec_reg, int8_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_ldnt1b_s_zpzx, gather, vec_reg, uint8_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_ldnt1sh_s_zpzx, gather, vec_reg, int16_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_ldnt1h_s_zpzx, gather, vec_reg, uint16_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_ldnt1w_s_zpzx, gather, vec_reg, uint32_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_ldnt1sb_d_zpzx, gather, vec_reg, int8_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_ldnt1b_d_zpzx, gather, vec_reg, uint8_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_ldnt1sh_d_zpzx, gather, vec_reg, int16_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_ldnt1h_d_zpzx, gather, vec_reg, uint16_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_ldnt1sw_d_zpzx, gather, vec_reg, int32_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_ldnt1w_d_zpzx, gather, vec_reg, uint32_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_ldnt1d_zpzx, gather, vec_reg, uint64_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_stnt1b_s_zpzx, scatter, vec_reg, uint8_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_stnt1h_s_zpzx, scatter, vec_reg, uint16_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_stnt1w_s_zpzx, scatter, vec_reg, uint32_t, uint32_t, whole)
+SVE_GS_KERNEL(sve_stnt1b_d_zpzx, scatter, vec_reg, uint8_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_stnt1h_d_zpzx, scatter, vec_reg, uint16_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_stnt1w_d_zpzx, scatter, vec_reg, uint32_t, uint64_t, whole)
+SVE_GS_KERNEL(sve_stnt1d_zpzx, scatter, vec_reg, uint64_t, uint64_t, whole)
 #undef SVE_GS_KERNEL
+#undef SVE_GS_KERNEL_vec_reg
 #undef SVE_GS_KERNEL_vec_imm
 #undef SVE_GS_KERNEL_unscaled
 #undef SVE_GS_KERNEL_scaled
@@ -259,6 +284,18 @@ struct gs_scaled {
     s->instr = w;
     return Kernel(s, z_plain(w, 4, 0, T::code), p_gov(w, 12, 10, Qualifier), xsp(w, 9, 5, I_X),
                   z_plain(w, 20, 16, T::code));
+  }
+};
+
+// Zt 4:0, Pg 12:10, Zn 9:5 with Rm 20:16 (31 is zero): the non-temporal
+// forms, whose vector holds the addresses and the register an offset.
+template <auto Kernel, uint32_t Qualifier>
+struct gs_vec_reg {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return Kernel(s, z_plain(w, 4, 0, T::code), p_gov(w, 12, 10, Qualifier), z_plain(w, 9, 5, T::code),
+                  x_plain(w, 20, 16, I_X));
   }
 };
 
@@ -558,3 +595,34 @@ SVE_FAMILY(memory_gather_scatter, GATHER_SCATTER)
     "prfd pldl1keep, p1, [x2, z3.d, lsl #3]")
 
 SVE_FAMILY(memory_prefetch, PREFETCH)
+
+// Non-temporal gathers and scatters: vector plus scalar, each element's
+// address an element of Zn (a word taken without sign) plus Xm. The hint
+// that the data will not be used again changes nothing here.
+#define SVE_NT_LOAD(X, type, op, bits, kernel, mnemonic, t)                                                             \
+  X(sve2_31_21__15_13, op, type, bits, direct, (gs_vec_reg<kernel, P_Z>), mnemonic " {z0." t "}, p1/z, [z2." t ", x3]")
+#define SVE_NT_STORE(X, type, op, bits, kernel, mnemonic, t)                                                            \
+  X(sve2_31_21__15_13, op, type, bits, direct, (gs_vec_reg<kernel, P_PLAIN>), mnemonic " {z0." t "}, p1, [z2." t ", x3]")
+
+#define NONTEMPORAL_GATHER(X)                                                                                        \
+  SVE_NT_LOAD(X, S32, LoadNT1VRZ, "1000010 00 00 mmmmm 100 ggg nnnnn ttttt", sve_ldnt1sb_s_zpzx, "ldnt1sb", "s")        \
+  SVE_NT_LOAD(X, U32, LoadNT1VRZ, "1000010 00 00 mmmmm 101 ggg nnnnn ttttt", sve_ldnt1b_s_zpzx, "ldnt1b", "s")          \
+  SVE_NT_LOAD(X, S32, LoadNT2VRZ, "1000010 01 00 mmmmm 100 ggg nnnnn ttttt", sve_ldnt1sh_s_zpzx, "ldnt1sh", "s")        \
+  SVE_NT_LOAD(X, U32, LoadNT2VRZ, "1000010 01 00 mmmmm 101 ggg nnnnn ttttt", sve_ldnt1h_s_zpzx, "ldnt1h", "s")          \
+  SVE_NT_LOAD(X, U32, LoadNT4VRZ, "1000010 10 00 mmmmm 101 ggg nnnnn ttttt", sve_ldnt1w_s_zpzx, "ldnt1w", "s")          \
+  SVE_NT_LOAD(X, S64, LoadNT1VRZ, "1100010 00 00 mmmmm 100 ggg nnnnn ttttt", sve_ldnt1sb_d_zpzx, "ldnt1sb", "d")        \
+  SVE_NT_LOAD(X, U64, LoadNT1VRZ, "1100010 00 00 mmmmm 110 ggg nnnnn ttttt", sve_ldnt1b_d_zpzx, "ldnt1b", "d")          \
+  SVE_NT_LOAD(X, S64, LoadNT2VRZ, "1100010 01 00 mmmmm 100 ggg nnnnn ttttt", sve_ldnt1sh_d_zpzx, "ldnt1sh", "d")        \
+  SVE_NT_LOAD(X, U64, LoadNT2VRZ, "1100010 01 00 mmmmm 110 ggg nnnnn ttttt", sve_ldnt1h_d_zpzx, "ldnt1h", "d")          \
+  SVE_NT_LOAD(X, S64, LoadNT4VRZ, "1100010 10 00 mmmmm 100 ggg nnnnn ttttt", sve_ldnt1sw_d_zpzx, "ldnt1sw", "d")        \
+  SVE_NT_LOAD(X, U64, LoadNT4VRZ, "1100010 10 00 mmmmm 110 ggg nnnnn ttttt", sve_ldnt1w_d_zpzx, "ldnt1w", "d")          \
+  SVE_NT_LOAD(X, U64, LoadNT8VRZ, "1100010 11 00 mmmmm 110 ggg nnnnn ttttt", sve_ldnt1d_zpzx, "ldnt1d", "d")            \
+  SVE_NT_STORE(X, U32, StoreNT1VRZ, "1110010 00 10 mmmmm 001 ggg nnnnn ttttt", sve_stnt1b_s_zpzx, "stnt1b", "s")        \
+  SVE_NT_STORE(X, U32, StoreNT2VRZ, "1110010 01 10 mmmmm 001 ggg nnnnn ttttt", sve_stnt1h_s_zpzx, "stnt1h", "s")        \
+  SVE_NT_STORE(X, U32, StoreNT4VRZ, "1110010 10 10 mmmmm 001 ggg nnnnn ttttt", sve_stnt1w_s_zpzx, "stnt1w", "s")        \
+  SVE_NT_STORE(X, U64, StoreNT1VRZ, "1110010 00 00 mmmmm 001 ggg nnnnn ttttt", sve_stnt1b_d_zpzx, "stnt1b", "d")        \
+  SVE_NT_STORE(X, U64, StoreNT2VRZ, "1110010 01 00 mmmmm 001 ggg nnnnn ttttt", sve_stnt1h_d_zpzx, "stnt1h", "d")        \
+  SVE_NT_STORE(X, U64, StoreNT4VRZ, "1110010 10 00 mmmmm 001 ggg nnnnn ttttt", sve_stnt1w_d_zpzx, "stnt1w", "d")        \
+  SVE_NT_STORE(X, U64, StoreNT8VRZ, "1110010 11 00 mmmmm 001 ggg nnnnn ttttt", sve_stnt1d_zpzx, "stnt1d", "d")
+
+SVE_FAMILY(memory_nontemporal_gather, NONTEMPORAL_GATHER)

@@ -104,6 +104,46 @@ aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
   });
 }
 
+// TBL of two registers and TBX: an index below `count` elements reads
+// `table`; beyond it TBL gives 0 and TBX keeps the element of Zd. A
+// two-register table of bytes can hold more elements than a byte counts, so
+// index and count are compared at 64 bits. As TBL of one register, an index
+// out of range reads the last element and masks it.
+namespace {
+template <class T, bool Keep>
+aarch64_decode_rc table_select(cpu_state* s, aarch64_z_reg zd, const uint8_t* table, unsigned count,
+                               aarch64_z_reg zm) {
+  const uint8_t *index = s->z[zm.reg], *old = s->z[zd.reg];
+  const uint64_t last = count - 1;
+  return all_loop<T>(s->z[zd.reg], [&](unsigned i) {
+    const uint64_t k = load<T>(index + i);
+    const T in_range = T(T(0) - T(k <= last));
+    return select(in_range, load<T>(table + (k <= last ? k : last) * sizeof(T)), Keep ? load<T>(old + i) : T(0));
+  });
+}
+
+// The second register of a pair: register numbers wrap from 31 to 0.
+inline unsigned next_reg(aarch64_z_reg z) { return (z.reg + 1) % 32; }
+}  // namespace
+
+// The table is Zn followed by Zn+1.
+aarch64_decode_rc sve_tbl2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return by_size(zd.elem, [&](auto e) {
+    using T = decltype(e);
+    alignas(16) uint8_t table[2 * vl];
+    std::memcpy(table, s->z[zn.reg], vl);
+    std::memcpy(table + vl, s->z[next_reg(zn)], vl);
+    return table_select<T, false>(s, zd, table, 2 * vl / sizeof(T), zm);
+  });
+}
+
+aarch64_decode_rc sve_tbx_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  return by_size(zd.elem, [&](auto e) {
+    using T = decltype(e);
+    return table_select<T, true>(s, zd, s->z[zn.reg], vl / sizeof(T), zm);
+  });
+}
+
 // EXT: 224 bytes from byte imm8 of Zdn and Zm laid end to end; an offset at
 // or beyond the vector length counts as 0. A rotation of one register (Zm is
 // Zdn) reads Zm from a copy.
@@ -117,6 +157,16 @@ aarch64_decode_rc sve_ext_zzi(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm,
   std::memcpy(buf, d, vl);
   std::memcpy(buf + vl, m, vl);
   std::memcpy(d, buf + from, vl);
+  return aarch64_decode_ok;
+}
+
+// EXT of a register pair: the same window over Zn and Zn+1, into Zd.
+aarch64_decode_rc sve_ext2_zzi(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, uint32_t imm8) {
+  const unsigned from = imm8 >= vl ? 0 : imm8;
+  alignas(16) uint8_t buf[2 * vl];
+  std::memcpy(buf, s->z[zn.reg], vl);
+  std::memcpy(buf + vl, s->z[next_reg(zn)], vl);
+  std::memcpy(s->z[zd.reg], buf + from, vl);
   return aarch64_decode_ok;
 }
 
@@ -152,15 +202,30 @@ namespace {
 
 // Only the scans of the predicate depend on the element size, through the
 // mask of the elements' first bytes, so one body serves every size. A
-// stretch of the whole vector leaves Zdn as it is.
-aarch64_decode_rc sve_splice_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
-  const uint64_t lead = lead_bits_of(zdn.rw_elem);
-  const uint8_t* g = s->p[pg.reg];
+// stretch of the whole vector leaves d as it is.
+namespace {
+void splice_into(uint8_t* d, const uint8_t* m, const uint8_t* g, uint32_t size_code) {
+  const uint64_t lead = lead_bits_of(size_code);
   auto active = [g, lead](unsigned k) { return pred_word(g, k) & lead; };
   const int first = first_set_byte(active);
   const unsigned from = first < 0 ? 0 : unsigned(first);
-  const unsigned end = first < 0 ? 0 : unsigned(last_set_byte(active)) + (1u << (zdn.rw_elem & 3));
-  if (end - from < vl) splice_bytes(s->z[zdn.reg], s->z[zm.reg], from, end - from);
+  const unsigned end = first < 0 ? 0 : unsigned(last_set_byte(active)) + (1u << (size_code & 3));
+  if (end - from < vl) splice_bytes(d, m, from, end - from);
+}
+}  // namespace
+
+aarch64_decode_rc sve_splice_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  splice_into(s->z[zdn.reg], s->z[zm.reg], s->p[pg.reg], zdn.rw_elem);
+  return aarch64_decode_ok;
+}
+
+// SPLICE of a register pair: Zn takes the place of Zdn and Zn+1 of Zm, with
+// the result in Zd. Zn+1 is read from a copy, as Zd may be Zn+1.
+aarch64_decode_rc sve_splice2_zpz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
+  alignas(16) uint8_t second[vl];
+  std::memcpy(second, s->z[next_reg(zn)], vl);
+  if (zd.reg != zn.reg) std::memcpy(s->z[zd.reg], s->z[zn.reg], vl);
+  splice_into(s->z[zd.reg], second, s->p[pg.reg], zd.elem);
   return aarch64_decode_ok;
 }
 
@@ -290,6 +355,15 @@ struct ext_shape {
   }
 };
 
+// Zd 4:0, Zn 9:5 (with Zn+1), imm8 from 20:16 above 12:10.
+struct ext2_shape {
+  template <class T>
+  static aarch64_decode_rc run(cpu_state* s, uint32_t w) {
+    s->instr = w;
+    return sve_ext2_zzi(s, z_plain(w, 4, 0, Z_B), z_plain(w, 9, 5, Z_B), field(w, 20, 16) << 3 | field(w, 12, 10));
+  }
+};
+
 // Zd 4:0, Pg 12:10 merging, Zn 9:5, all as doublewords.
 struct revw_shape {
   template <class T>
@@ -342,6 +416,14 @@ using namespace sve;
   X(31_13, Rev4V, U64, "00000101 ss 100110 100 ggg nnnnn ddddd", direct, (revw_shape), "revw z0.d, p0/m, z1.d") \
   SVE_U4(X, 31_13, SpliceVV, "00000101 ss 101100 100 ggg mmmmm ddddd", direct, (vvm<sve_splice_zpz>), "splice z0.T, p0, z0.T, z1.T") \
   X(31_13, CompressVV, U32, "00000101 ss 100001 100 ggg nnnnn ddddd", direct, (vm<sve_compact_zpz>), "compact z0.T, p0, z1.T") \
-  X(31_13, CompressVV, U64, "00000101 ss 100001 100 ggg nnnnn ddddd", direct, (vm<sve_compact_zpz>), "compact z0.T, p0, z1.T")
+  X(31_13, CompressVV, U64, "00000101 ss 100001 100 ggg nnnnn ddddd", direct, (vm<sve_compact_zpz>), "compact z0.T, p0, z1.T") \
+  SVE_U4(X, sve2_31_21__15_10, Tbl2VV, "00000101 ss 1 mmmmm 001010 nnnnn ddddd", direct, (vvx<sve_tbl2_zzz>),        \
+         "tbl z0.T, {z1.T, z2.T}, z3.T")                                                                               \
+  SVE_U4(X, sve2_31_21__15_10, TbxVV, "00000101 ss 1 mmmmm 001011 nnnnn ddddd", direct, (vvx<sve_tbx_zzz>),          \
+         "tbx z0.T, z1.T, z2.T")                                                                                       \
+  X(sve2_31_21__15_13, Slide2VI, U8, "00000101 011 iiiii 000 iii nnnnn ddddd", direct, (ext2_shape),                  \
+    "ext z0.b, {z1.b, z2.b}, #3")                                                                                      \
+  SVE_U4(X, sve2_31_13, Splice2VV, "00000101 ss 101101 100 ggg nnnnn ddddd", direct, (vm<sve_splice2_zpz>),           \
+         "splice z0.T, p0, {z1.T, z2.T}")
 
 SVE_FAMILY(move_permutes, MOVE_PERMUTES)

@@ -44,4 +44,23 @@ inline void write_prefix(uint8_t* p, unsigned count, unsigned size_log) {
   std::memcpy(p, tables[size_log] + sve_vl_bytes - (count << size_log), sve_vl_bytes);
 }
 
+// Predicates whose true elements are the last `count` ones, as the WHILE
+// forms that count down build them: the same copy out of a table that holds
+// zeros followed by the all-true pattern, starting `count` elements into it.
+template <class T>
+struct suffix_source {
+  uint8_t b[2 * sve_vl_bytes];
+  constexpr suffix_source() : b{} {
+    for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) b[sve_vl_bytes + i] = 1;
+  }
+};
+template <class T>
+inline constexpr suffix_source<T> suffix_of{};
+
+inline void write_suffix(uint8_t* p, unsigned count, unsigned size_log) {
+  static constexpr const uint8_t* tables[4] = {suffix_of<uint8_t>.b, suffix_of<uint16_t>.b, suffix_of<uint32_t>.b,
+                                               suffix_of<uint64_t>.b};
+  std::memcpy(p, tables[size_log] + (count << size_log), sve_vl_bytes);
+}
+
 }  // namespace sve

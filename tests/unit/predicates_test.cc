@@ -2,7 +2,9 @@
 // above bit 0 of a stored predicate byte, which NOR, BRKN and BRKPB test as
 // whole bytes, and the de-interleave at lengths where the reference gets it
 // wrong (at 1792 bits), worked through element by element from its
-// definition. PTEST, which ignores stray bits, is checked beside them.
+// definition. PTEST, which ignores stray bits, is checked beside them. The
+// pointer-distance WHILE forms are worked through where the reference gets
+// them wrong: a distance below one element.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -80,4 +82,39 @@ TEST(PredicatePermutes, UnzipFollowsTheDefinition) {
           ASSERT_EQ(s->p[3][(n / 2 + i) * e + b], s->p[2][(2 * i + odd) * e + b]) << names[odd][code] << " " << i;
         }
     }
+}
+
+TEST(LoopControl, PointerDistanceBelowOneElement) {
+  // WHILEWR and WHILERW count the distance Xm - Xn (RW: its absolute value)
+  // in whole elements, rounded down. A distance of 0 elements leaves every
+  // element true (flags N), even when the addresses differ by a few bytes;
+  // a distance of k elements below the count makes the first k true (N, C).
+  // WR takes Xm below Xn as no conflict at all; the addresses are unsigned.
+  auto s = test::random_state(3);
+  constexpr uint64_t C = uint64_t(1) << 29;
+  struct row {
+    const char* name;
+    uint64_t xn, xm;
+    unsigned elem_bytes, true_elements;
+    uint64_t nzcv;
+  } rows[] = {
+      {"VecU64WhileWRSS", 0x1000, 0x1007, 8, vl / 8, N},
+      {"VecU64WhileRWSS", 0x1007, 0x1000, 8, vl / 8, N},
+      {"VecU32WhileRWSS", 0x1000, 0x1003, 4, vl / 4, N},
+      {"VecU16WhileWRSS", 0x1000, 0x1001, 2, vl / 2, N},
+      {"VecU64WhileWRSS", 0x1000, 0x100f, 8, 1, N | C},
+      {"VecU64WhileRWSS", 0x100f, 0x1000, 8, 1, N | C},
+      {"VecU64WhileWRSS", 0x100f, 0x1000, 8, vl / 8, N},
+      {"VecU8WhileWRSS", ~uint64_t(0), 5, 1, vl, N},
+      {"VecU8WhileRWSS", ~uint64_t(0), 5, 1, vl, N},
+      {"VecU8WhileWRSS", 5, 8, 1, 3, N | C},
+  };
+  for (const row& r : rows) {
+    s->x[1] = r.xn;
+    s->x[2] = r.xm;
+    run_ok(s.get(), test::word(r.name) | 4 | 1 << 5 | 2 << 16);
+    EXPECT_EQ(flags(*s), r.nzcv) << r.name << " " << r.xn << " " << r.xm;
+    for (unsigned i = 0; i < vl; ++i)
+      ASSERT_EQ(s->p[4][i], i % r.elem_bytes == 0 && i / r.elem_bytes < r.true_elements) << r.name << " " << i;
+  }
 }
