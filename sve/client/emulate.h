@@ -82,10 +82,12 @@ class block_budget {
 // replace(item, handler) puts the emulation sequence in the item's place and
 // returns its size in bytes; cut(item) takes the item and everything after
 // it out of the block, so that they make a block of their own, built when
-// control reaches them; with `advertise_sve`, mark_sve(item, t) follows an
-// MRS Xt, ID_AA64PFR0_EL1 with two instructions that set the register's
-// SVE field (detection::advertised_pfr0). Returns the count of instructions
-// left to run natively.
+// control reaches them; with `advertise_sve`, mark_sve(item, t, reg) follows
+// an MRS Xt of ID_AA64PFR0_EL1 or ID_AA64ZFR0_EL1 with instructions that
+// give the register the advertised value (two that set the SVE field of
+// PFR0, detection::advertised_pfr0; three that move
+// detection::advertised_zfr0) and returns their number. Returns the count of
+// instructions left to run natively.
 template <class Block>
 uint64_t rewrite_block(Block& block, bool advertise_sve) {
   block_budget budget;
@@ -96,11 +98,9 @@ uint64_t rewrite_block(Block& block, bool advertise_sve) {
     const sve_handler h = is_sve(word);
     unsigned rt;
     if (!h) {
-      if (advertise_sve && detection::reads_pfr0(word, &rt) && rt != 31) {
-        block.mark_sve(i, rt);
-        budget.add_native();
-        budget.add_native();
-      }
+      const detection::id_register reg = detection::reads_id_register(word, &rt);
+      if (advertise_sve && reg != detection::id_register::none && rt != 31)
+        for (unsigned n = block.mark_sve(i, rt, reg); n > 0; --n) budget.add_native();
       budget.add_native();
       ++native;
     } else if (budget.fits_emulated()) {

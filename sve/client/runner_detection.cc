@@ -2,7 +2,7 @@
 // SVE (detection.h). It stands in front of the C library's getauxval and
 // prctl, marks SVE in the auxiliary vector on the initial stack, which
 // programs that walk it past the environment read, and gives a program
-// that opens /proc/self/auxv through the C library a copy with SVE marked.
+// that opens /proc/self/auxv through the C library a copy with SVE and SVE2 marked.
 // It cannot reach an MRS of the ID registers, which the kernel answers
 // without a signal, nor system calls made directly.
 // SVE_HIDE=1 leaves every answer to the host, so that a program takes its
@@ -52,7 +52,7 @@ std::atomic<bool> inherit_vl;
 
 unsigned long answer_getauxval(unsigned long type) {
   const unsigned long value = libc().getauxval(type);
-  return type == detection::at_hwcap && !hidden() ? detection::advertised_hwcap(value) : value;
+  return hidden() ? value : detection::advertised_auxv(type, value);
 }
 
 // The auxiliary vector follows the environment's terminating null on the
@@ -63,13 +63,16 @@ unsigned long answer_getauxval(unsigned long type) {
   char** e = environ;
   while (*e) ++e;
   auto* auxv = reinterpret_cast<Elf64_auxv_t*>(e + 1);
-  Elf64_auxv_t* hwcap = nullptr;
+  Elf64_auxv_t *hwcap = nullptr, *hwcap2 = nullptr;
   bool page_size_agrees = false;
   for (Elf64_auxv_t* a = auxv; a->a_type != AT_NULL && a - auxv < 64; ++a) {
     if (a->a_type == AT_HWCAP && a->a_un.a_val == libc().getauxval(AT_HWCAP)) hwcap = a;
+    if (a->a_type == AT_HWCAP2 && a->a_un.a_val == libc().getauxval(AT_HWCAP2)) hwcap2 = a;
     if (a->a_type == AT_PAGESZ && long(a->a_un.a_val) == sysconf(_SC_PAGESIZE)) page_size_agrees = true;
   }
-  if (hwcap && page_size_agrees) hwcap->a_un.a_val = detection::advertised_hwcap(hwcap->a_un.a_val);
+  if (!hwcap || !page_size_agrees) return;
+  for (Elf64_auxv_t* a : {hwcap, hwcap2})
+    if (a) a->a_un.a_val = detection::advertised_auxv(a->a_type, a->a_un.a_val);
 }
 
 // The process's own auxiliary vector file, by either of its names.
@@ -81,7 +84,7 @@ bool names_own_auxv(const char* path) {
   return std::strcmp(path, own) == 0;
 }
 
-// A file in memory with the kernel's auxiliary vector, SVE marked; -1 when
+// A file in memory with the kernel's auxiliary vector, SVE and SVE2 marked; -1 when
 // it cannot be made, and the caller opens the real file.
 int open_marked_auxv() {
   Elf64_auxv_t entries[128];
@@ -91,7 +94,7 @@ int open_marked_auxv() {
   close(real);
   if (n <= 0) return -1;
   for (size_t i = 0; i < size_t(n) / sizeof(Elf64_auxv_t); ++i)
-    if (entries[i].a_type == AT_HWCAP) entries[i].a_un.a_val = detection::advertised_hwcap(entries[i].a_un.a_val);
+    entries[i].a_un.a_val = detection::advertised_auxv(entries[i].a_type, entries[i].a_un.a_val);
   const int fd = memfd_create("auxv", MFD_CLOEXEC);
   if (fd < 0) return -1;
   if (write(fd, entries, size_t(n)) != n || lseek(fd, 0, SEEK_SET) != 0) {

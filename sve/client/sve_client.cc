@@ -50,7 +50,7 @@ droption_t<bool> all_modules(DROPTION_SCOPE_CLIENT, "all_modules", false, "Emula
                              "Emulate the SVE instructions of shared libraries, those opened with dlopen included, "
                              "as well as those of the main program. By default only the main program's are.");
 droption_t<bool> hide_sve(DROPTION_SCOPE_CLIENT, "hide_sve", false, "Tell the program that there is no SVE",
-                          "Leave getauxval, prctl and ID_AA64PFR0_EL1 to the host, so that a program that chooses "
+                          "Leave getauxval, prctl, ID_AA64PFR0_EL1 and ID_AA64ZFR0_EL1 to the host, so that a program that chooses "
                           "its code at run time takes its code for processors without SVE.");
 
 droption_t<std::string> profile_file(DROPTION_SCOPE_CLIENT, "profile", "", "Write a profile to this file at exit",
@@ -203,13 +203,13 @@ void event_kernel_xfer(void* dc, const dr_kernel_xfer_info_t* info) {
   }
 }
 
-// getauxval(AT_HWCAP) says SVE: the C library's function is wrapped where
-// it is loaded, and its result marked on the way out.
+// getauxval(AT_HWCAP) says SVE and getauxval(AT_HWCAP2) SVE2: the C
+// library's function is wrapped where it is loaded, and its result marked on
+// the way out.
 void before_getauxval(void* wrapcxt, void** type) { *type = drwrap_get_arg(wrapcxt, 0); }
 void after_getauxval(void* wrapcxt, void* type) {
-  if (reinterpret_cast<uintptr_t>(type) == sve::detection::at_hwcap)
-    drwrap_set_retval(wrapcxt, reinterpret_cast<void*>(sve::detection::advertised_hwcap(
-                                   reinterpret_cast<uint64_t>(drwrap_get_retval(wrapcxt)))));
+  drwrap_set_retval(wrapcxt, reinterpret_cast<void*>(sve::detection::advertised_auxv(
+                                 reinterpret_cast<uintptr_t>(type), reinterpret_cast<uint64_t>(drwrap_get_retval(wrapcxt)))));
 }
 
 void event_module_load(void*, const module_data_t* mod, bool) {
@@ -357,13 +357,24 @@ struct framework_block {
   }
   // The sequence takes the instruction's place; every instruction that the
   // sequence consists of is one 4-byte word once encoded.
-  // The register's SVE field, bits 35:32, cleared and set to 1.
-  void mark_sve(instr_t* i, unsigned rt) const {
+  // PFR0: the register's SVE field, bits 35:32, cleared and set to 1. ZFR0:
+  // the advertised value, moved in 16 bits at a time (its fourth halfword
+  // is zero).
+  unsigned mark_sve(instr_t* i, unsigned rt, detection::id_register reg) const {
     const opnd_t x = opnd_create_reg(reg_id_t(DR_REG_X0 + rt));
     instr_t* after = instr_get_next(i);
     inserter put{dc, bb, after, instr_get_app_pc(i)};
-    put(INSTR_CREATE_and(dc, x, x, OPND_CREATE_INT64(~(int64_t(0xf) << 32))));
-    put(INSTR_CREATE_orr(dc, x, x, OPND_CREATE_INT64(int64_t(1) << 32)));
+    if (reg == detection::id_register::pfr0) {
+      put(INSTR_CREATE_and(dc, x, x, OPND_CREATE_INT64(~(int64_t(0xf) << 32))));
+      put(INSTR_CREATE_orr(dc, x, x, OPND_CREATE_INT64(int64_t(1) << 32)));
+      return 2;
+    }
+    constexpr uint64_t v = detection::advertised_zfr0;
+    static_assert(v >> 48 == 0);
+    put(INSTR_CREATE_movz(dc, x, OPND_CREATE_INT16(v & 0xffff), OPND_CREATE_INT8(0)));
+    put(INSTR_CREATE_movk(dc, x, OPND_CREATE_INT16(v >> 16 & 0xffff), OPND_CREATE_INT8(16)));
+    put(INSTR_CREATE_movk(dc, x, OPND_CREATE_INT16(v >> 32 & 0xffff), OPND_CREATE_INT8(32)));
+    return 3;
   }
   size_t replace(instr_t* i, sve_handler h) const {
     app_pc pc = instr_get_app_pc(i);

@@ -41,7 +41,10 @@ struct word_block {
     return sequence_bytes;
   }
   void cut(const uint32_t* i) { cut_at = int(i - words.data()); }
-  void mark_sve(const uint32_t* i, unsigned rt) { marked.emplace_back(unsigned(i - words.data()), rt); }
+  unsigned mark_sve(const uint32_t* i, unsigned rt, detection::id_register reg) {
+    marked.emplace_back(unsigned(i - words.data()), rt);
+    return reg == detection::id_register::pfr0 ? 2 : 3;
+  }
 };
 
 TEST(Rewriting, SveWordsReplacedOthersCounted) {
@@ -59,18 +62,25 @@ TEST(Rewriting, SveWordsReplacedOthersCounted) {
   EXPECT_EQ(rewrite_block(empty, false), 0u);
 }
 
-// Reads of ID_AA64PFR0_EL1 are marked to say SVE when detection is on; other
-// system registers, and a read into XZR, are left alone.
+// Reads of ID_AA64PFR0_EL1 and ID_AA64ZFR0_EL1 are marked to say SVE and
+// SVE2 when detection is on; other system registers, and a read into XZR,
+// are left alone.
 TEST(Rewriting, IdRegisterReadsSaySve) {
-  const uint32_t pfr0_x3 = 0xd5380403, pfr0_xzr = 0xd538041f, zfr0_x4 = 0xd5380484, midr_x5 = 0xd5380005;
-  word_block block({pfr0_x3, zfr0_x4, midr_x5, pfr0_xzr, 0xd5380419 /* x25 */});
-  EXPECT_EQ(rewrite_block(block, true), 5u);
-  const std::vector<std::pair<unsigned, unsigned>> expected{{0, 3}, {4, 25}};
+  const uint32_t pfr0_x3 = 0xd5380403, pfr0_xzr = 0xd538041f, zfr0_x4 = 0xd5380484, midr_x5 = 0xd5380005,
+                 mmfr0_x6 = 0xd5380706;
+  word_block block({pfr0_x3, zfr0_x4, midr_x5, pfr0_xzr, mmfr0_x6, 0xd5380419 /* pfr0 into x25 */});
+  EXPECT_EQ(rewrite_block(block, true), 6u);
+  const std::vector<std::pair<unsigned, unsigned>> expected{{0, 3}, {1, 4}, {5, 25}};
   EXPECT_EQ(block.marked, expected);
-  word_block hidden({pfr0_x3});
+  word_block hidden({pfr0_x3, zfr0_x4});
   rewrite_block(hidden, false);
   EXPECT_TRUE(hidden.marked.empty());
   EXPECT_EQ(detection::advertised_pfr0(0x0000000f00110011), 0x0000000100110011u);
+  // SVEver 1, AES 2 (with PMULL128), BitPerm 1, SHA3 1, SM4 1; no BF16, I8MM, F32MM, F64MM.
+  EXPECT_EQ(detection::advertised_zfr0, 0x0000010100010021u);
+  EXPECT_EQ(detection::advertised_auxv(detection::at_hwcap2, 0x1), 0x7fu);
+  EXPECT_EQ(detection::advertised_auxv(detection::at_hwcap, 0x1), 0x400001u);
+  EXPECT_EQ(detection::advertised_auxv(6 /* AT_PAGESZ */, 4096), 4096u);
 }
 
 // What prctl answers for the SVE vector length, as the kernel of a processor
