@@ -19,10 +19,12 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "../decode/stats.h"
 #include "../memory/host_memory.h"
+#include "scalar_steps.h"
 #include "dr_api.h"
 #include "drmgr.h"
 #include "droption.h"
@@ -344,6 +346,44 @@ void insert_emulation(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint
   put(INSTR_CREATE_ldp(dc, opnd_create_reg(DR_REG_X26), opnd_create_reg(base), x_at(26, OPSZ_16)));
 }
 
+// Whether steps go inline: with the processor's single-instruction atomic
+// add (LSE), which counts them exactly among threads, and without a
+// profile, which wants the emulator to see every instruction.
+bool inline_steps;
+
+// A scalar step in the instruction's place: the two counts of the
+// statistics (its address's and the total) by atomic adds, then the add or
+// move itself, 11 to 14 instructions in all. Refused (false) when a
+// register is the framework's stolen one or c does not fit an add's
+// immediate; the instruction is then emulated as any other.
+bool insert_step(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint32_t word, const sve::scalar_step& st) {
+  const int64_t magnitude = st.c < 0 ? -st.c : st.c;
+  if (st.rd == 28 || (!st.from_zero && st.rn == 28) || (!st.from_zero && magnitude >= 4096)) return false;
+  inserter put{dc, bb, where, pc};
+  const opnd_t x0 = opnd_create_reg(DR_REG_X0), x1 = opnd_create_reg(DR_REG_X1);
+  std::atomic<uint64_t>* counts[] = {&sve::address_count(reinterpret_cast<uint32_t*>(pc), word), &sve_instr_count};
+  dr_save_reg(dc, bb, where, DR_REG_X0, SPILL_SLOT_3);
+  dr_save_reg(dc, bb, where, DR_REG_X1, SPILL_SLOT_4);
+  put(INSTR_CREATE_movz(dc, x1, OPND_CREATE_INT16(1), OPND_CREATE_INT8(0)));
+  for (std::atomic<uint64_t>* count : counts) {
+    instrlist_insert_mov_immed_ptrsz(dc, reinterpret_cast<ptr_int_t>(count), x0, bb, where, nullptr, nullptr);
+    put(INSTR_CREATE_ldadd(dc, x1, opnd_create_reg(DR_REG_XZR), opnd_create_base_disp(DR_REG_X0, DR_REG_NULL, 0, 0, OPSZ_8)));
+  }
+  dr_restore_reg(dc, bb, where, DR_REG_X0, SPILL_SLOT_3);
+  dr_restore_reg(dc, bb, where, DR_REG_X1, SPILL_SLOT_4);
+  // Register 31 is SP for ADDVL and ADDPL; for the others it is XZR, whose
+  // write is dropped (an add into register 31 would write SP).
+  if (st.rd == 31 && !st.sp) return true;
+  auto x = [&](unsigned r) { return opnd_create_reg(r == 31 ? reg_id_t(DR_REG_SP) : reg_id_t(DR_REG_X0 + r)); };
+  if (st.from_zero)
+    instrlist_insert_mov_immed_ptrsz(dc, st.c, x(st.rd), bb, where, nullptr, nullptr);
+  else if (st.c >= 0)
+    put(INSTR_CREATE_add(dc, x(st.rd), x(st.rn), OPND_CREATE_INT(int(st.c))));
+  else
+    put(INSTR_CREATE_sub(dc, x(st.rd), x(st.rn), OPND_CREATE_INT(int(-st.c))));
+  return true;
+}
+
 // The application instructions of a block as the rewriter walks them.
 struct framework_block {
   void* dc;
@@ -380,7 +420,9 @@ struct framework_block {
     app_pc pc = instr_get_app_pc(i);
     SVE_ASSERT(dr_get_stolen_reg() == DR_REG_X28);
     instr_t* before = instr_get_prev(i);
-    insert_emulation(dc, bb, i, pc, *reinterpret_cast<const uint32_t*>(pc), h);
+    const uint32_t word = *reinterpret_cast<const uint32_t*>(pc);
+    const std::optional<sve::scalar_step> step = inline_steps ? sve::scalar_step_of(word, h) : std::nullopt;
+    if (!step || !insert_step(dc, bb, i, pc, word, *step)) insert_emulation(dc, bb, i, pc, word, h);
     size_t bytes = 0;
     for (instr_t* n = before ? instr_get_next(before) : instrlist_first(bb); n != i; n = instr_get_next(n)) bytes += 4;
     instrlist_remove(bb, i);
@@ -478,6 +520,7 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
       !drmgr_register_kernel_xfer_event(event_kernel_xfer))
     SVE_ASSERT(false);
   sve::set_memory_host(framework_memory);
+  inline_steps = proc_has_feature(FEATURE_LSE) && !sve::profiling();
   // The framework's private copy of the C library has no page size of its
   // own to give the emulator's static initialisation; the framework knows it.
   page_size = long(dr_page_size());

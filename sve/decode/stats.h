@@ -39,5 +39,12 @@ extern std::atomic<uint64_t> sve_instr_count;
 // Per-address counts: the word of the first execution there and the count.
 extern std::map<uint32_t*, std::pair<uint32_t, std::atomic<uint64_t>>> icounts;
 extern sve::spin_lock icounts_mutex;
+
+namespace sve {
+// The count of `addr` in icounts, made (for `word`) when there is none yet.
+// An entry never moves, so code that counts the address itself, as the
+// client's inline steps do, may keep the counter's address.
+std::atomic<uint64_t>& address_count(uint32_t* addr, uint32_t word);
+}  // namespace sve
 // The operating system's page size, read once at load.
 extern long page_size;

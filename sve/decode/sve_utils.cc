@@ -141,7 +141,7 @@ std::atomic<icounts_entry*> remembered[4096];
 
 }  // namespace
 
-extern "C" void update_sve_stats(uint32_t* addr, unsigned int word) {
+std::atomic<uint64_t>& sve::address_count(uint32_t* addr, uint32_t word) {
   std::atomic<icounts_entry*>& slot = remembered[(reinterpret_cast<uintptr_t>(addr) >> 2) % std::size(remembered)];
   icounts_entry* e = slot.load(std::memory_order_acquire);
   if (!e || e->first != addr) {
@@ -153,8 +153,13 @@ extern "C" void update_sve_stats(uint32_t* addr, unsigned int word) {
     e = &*it;
     slot.store(e, std::memory_order_release);
   }
+  return e->second.second;
+}
+
+extern "C" void update_sve_stats(uint32_t* addr, unsigned int word) {
+  std::atomic<uint64_t>& count = address_count(addr, word);
   sve_instr_count.fetch_add(1, std::memory_order_relaxed);
-  e->second.second.fetch_add(1, std::memory_order_relaxed);
+  count.fetch_add(1, std::memory_order_relaxed);
 }
 
 extern "C" void dump_sve_stats(void) {

@@ -10,6 +10,7 @@
 
 #include "machine.h"
 #include "sve/client/emulate.h"
+#include "sve/client/scalar_steps.h"
 #include "sve/decode/stats.h"
 
 using namespace sve;
@@ -81,6 +82,34 @@ TEST(Rewriting, IdRegisterReadsSaySve) {
   EXPECT_EQ(detection::advertised_auxv(detection::at_hwcap2, 0x1), 0x7fu);
   EXPECT_EQ(detection::advertised_auxv(detection::at_hwcap, 0x1), 0x400001u);
   EXPECT_EQ(detection::advertised_auxv(6 /* AT_PAGESZ */, 4096), 4096u);
+}
+
+// The steps that the client puts inline do what the handler does, for every
+// word of every entry they take, on random registers; the saturating steps,
+// the vector forms and other instructions are not taken.
+TEST(ScalarSteps, DoWhatTheHandlerDoes) {
+  std::mt19937 rng(7);
+  unsigned taken = 0, offered = 0;
+  for (const decode_family* f : all_families())
+    for (const decode_entry& e : f->entries)
+      for (int k = 0; k < 16; ++k) {
+        const uint32_t w = e.fixed_value | (uint32_t(rng()) & ~e.fixed_mask);
+        const std::optional<scalar_step> st = scalar_step_of(w, e.handler);
+        ++offered;
+        if (!st) continue;
+        ++taken;
+        auto want = test::random_state(rng()), got = std::make_unique<cpu_state>(*want);
+        ASSERT_EQ(e.handler(want.get(), w), aarch64_decode_ok);
+        auto reg = [&](unsigned r) -> uint64_t& { return r == 31 ? got->sp : got->x[r]; };
+        const uint64_t base = st->from_zero || (st->rn == 31 && !st->sp) ? 0 : reg(st->rn);
+        if (st->rd != 31 || st->sp) reg(st->rd) = base + uint64_t(st->c);
+        for (int r = 0; r < 31; ++r) ASSERT_EQ(got->x[r], want->x[r]) << e.name << " 0x" << std::hex << w << " x" << r;
+        ASSERT_EQ(got->sp, want->sp) << e.name << " 0x" << std::hex << w;
+      }
+  // Every word of 15 entries: CNT, INC and DEC at four sizes, RDVL, ADDVL, ADDPL.
+  EXPECT_EQ(taken, 15u * 16) << "of " << offered;
+  for (const char* other : {"VecS32QIncrVL8SI", "VecU32IncrVLVI", "VecU32AddVVM"})
+    EXPECT_FALSE(scalar_step_of(test::word(other), test::entry(other).handler)) << other;
 }
 
 // What prctl answers for the SVE vector length, as the kernel of a processor
