@@ -39,6 +39,19 @@ TEST(DecodeMaps, HoldTheWholeInstructionSet) {
   EXPECT_EQ(total, 1483u);
 }
 
+// SVE2 with its AES, SHA3, SM4 and BitPerm extensions: 715 entries, in the
+// maps that follow SVE's.
+TEST(DecodeMaps, HoldTheWholeSve2Set) {
+  constexpr size_t per_map[] = {2, 21, 8, 5, 5, 27, 181, 27, 5, 40, 298, 14, 40, 16, 4, 22};
+  ASSERT_EQ(map_count - sve_map_count, int(std::size(per_map)));
+  size_t total = 0;
+  for (int m = sve_map_count; m < map_count; ++m) {
+    EXPECT_EQ(decode_maps[m]->size(), per_map[m - sve_map_count]) << map_descs[m].name;
+    total += decode_maps[m]->size();
+  }
+  EXPECT_EQ(total, 715u);
+}
+
 TEST(DecodeMaps, HoldEveryEntryUnderItsKey) {
   size_t entries = 0;
   for (const decode_family* f : all_families())

@@ -40,8 +40,8 @@ TEST(ProfileShape, EveryEntryIsDescribed) {
         EXPECT_TRUE(s.moved == extent::whole_register ? s.whole_bytes != 0 : s.memory_bytes != 0);
       }
     }
-  EXPECT_EQ(governed, 1023);
-  EXPECT_EQ(memory, 342);
+  EXPECT_EQ(governed, 1244);
+  EXPECT_EQ(memory, 361);
 }
 
 TEST(ProfileShape, GovernedSizeAndMemoryOfEachKind) {
