@@ -400,16 +400,16 @@ struct framework_block {
   // PFR0: the register's SVE field, bits 35:32, cleared and set to 1. ZFR0:
   // the advertised value, moved in 16 bits at a time (its fourth halfword
   // is zero).
-  unsigned mark_sve(instr_t* i, unsigned rt, detection::id_register reg) const {
+  unsigned mark_sve(instr_t* i, unsigned rt, sve::detection::id_register reg) const {
     const opnd_t x = opnd_create_reg(reg_id_t(DR_REG_X0 + rt));
     instr_t* after = instr_get_next(i);
     inserter put{dc, bb, after, instr_get_app_pc(i)};
-    if (reg == detection::id_register::pfr0) {
+    if (reg == sve::detection::id_register::pfr0) {
       put(INSTR_CREATE_and(dc, x, x, OPND_CREATE_INT64(~(int64_t(0xf) << 32))));
       put(INSTR_CREATE_orr(dc, x, x, OPND_CREATE_INT64(int64_t(1) << 32)));
       return 2;
     }
-    constexpr uint64_t v = detection::advertised_zfr0;
+    constexpr uint64_t v = sve::detection::advertised_zfr0;
     static_assert(v >> 48 == 0);
     put(INSTR_CREATE_movz(dc, x, OPND_CREATE_INT16(v & 0xffff), OPND_CREATE_INT8(0)));
     put(INSTR_CREATE_movk(dc, x, OPND_CREATE_INT16(v >> 16 & 0xffff), OPND_CREATE_INT8(16)));
