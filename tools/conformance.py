@@ -356,10 +356,10 @@ def main():
         i = next(i for i in ref_only if owner[i]["name"] == name)
         print("UNRUNNABLE %s: %d cases whose address only the reference process has mapped (both emulator sides "
               "fault alike), e.g. word 0x%08x case seed %d" % (name, n, cases[i][0], cases[i][2]))
-    print("%-24s %8s %8s %8s %8s %10s" % ("family", "cases", "passed", "excused", "failed", "unrunnable"))
+    print("%-34s %8s %8s %8s %8s %10s" % ("family", "cases", "passed", "excused", "failed", "unrunnable"))
     for family, c in per_family.items():
         runs = c["cases"] * len(sides)
-        print("%-24s %8d %8d %8d %8d %10d" % (family, runs, runs - c["excused"] - c["failed"] - c["unrunnable"],
+        print("%-34s %8d %8d %8d %8d %10d" % (family, runs, runs - c["excused"] - c["failed"] - c["unrunnable"],
                                               c["excused"], c["failed"], c["unrunnable"]))
     total = len(cases) * len(sides)
     print("conformance: %d passed, %d failed" % (
