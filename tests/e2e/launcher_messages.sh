@@ -52,7 +52,7 @@ expect "native instructions are not counted" 0 "^illegal: Non-SVE AArch64 instru
 expect "ARMv8.2 half precision runs" 0 "SVE instructions executed" "$run" "$dir/illegal" fp16
 fault_message="^quorvex's SVESigHandler caught signal SIGSEGV from the process being emulated, passing it to the default signal handler.$"
 expect "fatal fault of an emulated load" 139 "$fault_message" "$run" "$dir/illegal" fault
-expect "SVE2 word is named" 132 "^sve-run: SVE instruction 0x44188020 at 0x[0-9a-f]+ is not emulated$" "$run" "$dir/illegal" sve2
+expect "BFloat16 word is named" 132 "^sve-run: SVE instruction 0x64628020 at 0x[0-9a-f]+ is not emulated$" "$run" "$dir/illegal" bf16
 expect "missing instruction of an ARMv8.0 host is named" 132 \
   "^sve-run: instruction 0x1eee1000 at 0x[0-9a-f]+ is not SVE and this processor does not have it$" \
   env SVE_HOST_CPU=cortex-a72 "$run" "$dir/illegal" fp16
@@ -80,8 +80,8 @@ expect "sve-dr: not a framework" 127 "is not a DynamoRIO installation for AArch6
 if [[ -n ${SVE_CLIENT_LIB:-} ]]; then
   expect "client: runs an SVE instruction" 0 "^illegal: 1 SVE instructions executed$" "$dr" "$dir/illegal" ok
   expect "client: fatal fault of an emulated load" 139 "$fault_message" "$dr" "$dir/illegal" fault
-  expect "client: SVE2 word is named" 132 "^SVE client: SVE instruction 0x44188020 at 0x[0-9a-f]+ is not emulated$" \
-    "$dr" "$dir/illegal" sve2
+  expect "client: BFloat16 word is named" 132 "^SVE client: SVE instruction 0x64628020 at 0x[0-9a-f]+ is not emulated$" \
+    "$dr" "$dir/illegal" bf16
   quiet "client: a SIGILL that the program's handler takes is not named" "$dr" "$dir/illegal" probe
   expect "client: SVE in a shared library is named, with the option that emulates it" 132 \
     "^SVE client: SVE instruction 0x[0-9a-f]+ at 0x[0-9a-f]+ lies in a shared library, .* -all_modules " \
