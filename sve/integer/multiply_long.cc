@@ -40,18 +40,6 @@ W doubled(W p) {
   return select(W(W(0) - W(p == quarter)), max, W(p << 1));
 }
 
-// d + q (or d - q) clamped to the signed range of W. The wrapped result
-// stands unless its sign shows an overflow, when the limit on the side of
-// d stands.
-template <bool Sub, class W>
-W saturating_sum(W d, W q) {
-  constexpr unsigned top = sizeof(W) * 8 - 1;
-  const W r = Sub ? W(d - q) : W(d + q);
-  const W over = Sub ? W((d ^ q) & (d ^ r)) : W((d ^ r) & (q ^ r));
-  const W limit = W(W(signed_t<W>(d) >> top) ^ W(W(~W(0)) >> 1));
-  return select(W(W(0) - W(over >> top)), limit, r);
-}
-
 // Op(d, a, b) gives the wide element from the old destination d and the
 // narrow elements a and b.
 template <bool Signed>
@@ -64,7 +52,7 @@ constexpr auto mla_long = [](auto d, auto a, auto b) {
 };
 template <bool Sub>
 constexpr auto sqdmla_long = [](auto d, auto a, auto b) {
-  return saturating_sum<Sub>(d, doubled(product<true, decltype(d)>(a, b)));
+  return saturate<true, Sub>(d, doubled(product<true, decltype(d)>(a, b)));
 };
 // Bytes, halfwords and words are multiplied in a loop that vectorises;
 // doublewords, whose product takes 128 bits, by PolynomialMult.

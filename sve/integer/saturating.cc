@@ -15,24 +15,6 @@ namespace sve {
 
 namespace {
 
-// Shifts, masks and compares only, so that the element loop vectorises.
-template <bool Signed, bool Sub, class T>
-T saturate(T a, T b) {
-  T r = Sub ? T(a - b) : T(a + b);
-  if constexpr (Signed) {
-    constexpr unsigned top = sizeof(T) * 8 - 1;
-    // Signed overflow: the result's sign differs from that of a, and b's
-    // sign is a's for an addition, the other for a subtraction.
-    T over = Sub ? T((a ^ b) & (a ^ r)) : T((a ^ r) & (b ^ r));
-    T limit = T(T(signed_t<T>(a) >> top) ^ T(T(~T(0)) >> 1));
-    return select(T(T(0) - T(over >> top)), limit, r);
-  } else if constexpr (Sub) {
-    return T(r & ~less<false>(a, b));
-  } else {
-    return T(r | less<false>(r, a));
-  }
-}
-
 template <bool Signed>
 struct saturating_add {
   template <class T>
