@@ -2,6 +2,7 @@
 // whether the host is the instrumentation framework or the SIGILL runner.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -16,7 +17,11 @@ namespace sve {
 // records the address in pc, runs the handler and counts it. A failing
 // handler is reported on stderr and not counted; the registers stay as the
 // handler left them and the program goes on. True when the handler succeeded.
-bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
+// A host that found the address's counter when it translated the word
+// (address_count) passes it, and counting costs two atomic adds; otherwise
+// the counter is looked up.
+bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h,
+                  std::atomic<uint64_t>* count = nullptr);
 
 // The same, recorded in the profile too. A host chooses this one when the
 // user asked for a profile, so that without one nothing is added.

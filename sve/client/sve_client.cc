@@ -1,10 +1,12 @@
 // The instrumentation framework client: every SVE instruction of the main
-// module is replaced, in the block that holds it, by a sequence that moves
-// the application's registers into the thread's cpu_state, calls
-// emulate_instruction with the word, its address and its handler as
-// constants, and moves the registers back. Other instructions run natively.
-// At exit the client reports how many instructions it emulated and how many
-// native instructions it saw in the blocks it built.
+// module is replaced, in the block that holds it, by a call of
+// emulate_instruction with the word, its address, its handler and its
+// address's counter as constants. SVE instructions that follow each other
+// make a run, around which a sequence moves the application's registers
+// into the thread's cpu_state and back, once for the whole run. Other
+// instructions run natively. At exit the client reports how many
+// instructions it emulated and how many native instructions it saw in the
+// blocks it built.
 //
 // The call is a plain call on a stack of the thread's own: the sequence has
 // saved every register that the emulator reads or writes, so the framework's
@@ -244,107 +246,168 @@ dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
   return DR_SIGNAL_DELIVER;
 }
 
-// The emulation of one word, with the profile's observations or without.
+// The emulation of one word, with the profile's observations or without;
+// without, the count of the word's address is the one the sequence names.
 template <bool profiled>
-void emulate(cpu_state* s, unsigned int word, uint8_t* addr, sve_handler handler) {
-  (profiled ? sve::emulate_word_profiled : sve::emulate_word)(s, word, reinterpret_cast<uint32_t*>(addr), handler);
+void emulate(cpu_state* s, unsigned int word, uint8_t* addr, sve_handler handler, std::atomic<uint64_t>* count) {
+  if constexpr (profiled)
+    sve::emulate_word_profiled(s, word, reinterpret_cast<uint32_t*>(addr), handler);
+  else
+    sve::emulate_word(s, word, reinterpret_cast<uint32_t*>(addr), handler, count);
 }
 
 // The callee of the sequence: the registers are in the thread's cpu_state,
 // X26 to X28 included, and go back from there.
 template <bool profiled>
-void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler, cpu_state* s) {
-  emulate<profiled>(s, word, addr, handler);
+void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler, std::atomic<uint64_t>* count,
+                         cpu_state* s) {
+  emulate<profiled>(s, word, addr, handler, count);
 }
 
 // The callee for the instructions that touch memory. A plain access that
 // faults inside the client would end the process as a crash of the client,
 // so the instruction runs under the framework's recovery; after a fault it
 // is abandoned, and the sequence makes the application fault in its place
-// (insert_emulation).
+// (sequence::emulate).
 template <bool profiled>
-void emulate_memory_instruction(unsigned int word, uint8_t* addr, sve_handler handler, cpu_state* s) {
+void emulate_memory_instruction(unsigned int word, uint8_t* addr, sve_handler handler, std::atomic<uint64_t>* count,
+                                cpu_state* s) {
   auto* t = reinterpret_cast<thread_data*>(s);
   t->fault_address = 0;
   DR_TRY_EXCEPT(
-      dr_get_current_drcontext(), { emulate<profiled>(s, word, addr, handler); },
+      dr_get_current_drcontext(), { emulate<profiled>(s, word, addr, handler, count); },
       { t->fault_address = unmapped_address; });
 }
 
-// The sequence that stands for one SVE instruction. The address of
-// cpu_state is read from the thread's TLS field by the inserted code itself,
-// because blocks are shared between threads. Only the base register needs a
-// spill slot: once it holds the address of cpu_state, every other register
-// goes straight there, and X0, saved first, is the scratch register of the
-// rest of the sequence.
-void insert_emulation(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint32_t word, sve_handler h) {
-  inserter put{dc, bb, where, pc};
-  const opnd_t x0 = opnd_create_reg(DR_REG_X0), w0 = opnd_create_reg(DR_REG_W0);
-  auto x_at = [](int r, opnd_size_t size) { return field(offsetof(cpu_state, x) + size_t(r) * 8, size); };
-  auto q_at = [](int q) { return field(offsetof(cpu_state, z) + size_t(q) * sve_vl_bytes, OPSZ_16); };
-  auto reg = [](int r) { return opnd_create_reg(reg_id_t(DR_REG_X0 + r)); };
+// The code that stands for SVE instructions. A run of SVE instructions that
+// follow each other in a block shares one save of the application's
+// registers into the thread's cpu_state (save) and one load back (restore);
+// each instruction of the run is one call of the emulator (call), with its
+// word, address, handler and its address's counter as constants. The
+// address of cpu_state is read from the thread's TLS field by the inserted
+// code itself, because blocks are shared between threads. Only the base
+// register needs a spill slot: once it holds the address of cpu_state,
+// every other register goes straight there, and X0, saved first, is the
+// scratch register of the run.
+struct sequence {
+  void* dc;
+  instrlist_t* bb;
+  instr_t* where;
+  app_pc pc;
 
-  dr_save_reg(dc, bb, where, base, SPILL_SLOT_2);
-  drmgr_insert_read_tls_field(dc, tls_idx, bb, where, base);
-  for (int r = 0; r < 26; r += 2) put(INSTR_CREATE_stp(dc, x_at(r, OPSZ_16), reg(r), reg(r + 1)));
-  put(INSTR_CREATE_str(dc, x_at(26, OPSZ_8), opnd_create_reg(DR_REG_X26)));
-  dr_restore_reg(dc, bb, where, DR_REG_X0, SPILL_SLOT_2);
-  dr_insert_get_stolen_reg_value(dc, bb, where, DR_REG_X1);
-  put(INSTR_CREATE_stp(dc, x_at(27, OPSZ_16), x0, reg(1)));
-  put(INSTR_CREATE_stp(dc, x_at(29, OPSZ_16), reg(29), reg(30)));
-  // SP moves through an add of 0: a register move cannot name it.
-  put(INSTR_CREATE_add(dc, x0, opnd_create_reg(DR_REG_SP), OPND_CREATE_INT(0)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, sp), OPSZ_8), x0));
-  for (int q = 0; q < 32; ++q) put(INSTR_CREATE_str(dc, q_at(q), opnd_create_reg(reg_id_t(DR_REG_Q0 + q))));
-  put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_NZCV)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, nzcv), OPSZ_8), x0));
-  put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_FPSR)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpsr), OPSZ_4), w0));
-  put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_FPCR)));
-  put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpcr), OPSZ_4), w0));
+  void put(instr_t* i) const { inserter{dc, bb, where, pc}(i); }
+  static opnd_t x_at(int r, opnd_size_t size) { return field(offsetof(cpu_state, x) + size_t(r) * 8, size); }
+  static opnd_t q_at(int q) { return field(offsetof(cpu_state, z) + size_t(q) * sve_vl_bytes, OPSZ_16); }
+  static opnd_t reg(int r) { return opnd_create_reg(reg_id_t(DR_REG_X0 + r)); }
 
-  // The call: onto the emulator's stack, then a plain call. The callee keeps
-  // the base register and the stolen register, as the calling convention
-  // has it; every other register it may change is loaded back below, SP
-  // included.
-  put(INSTR_CREATE_ldr(dc, x0, field(offsetof(thread_data, stack_top), OPSZ_8)));
-  put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
-  const bool memory = sve::accesses_memory(h);
-  const bool profiled = sve::profiling();
-  void* callee = reinterpret_cast<void*>(memory ? (profiled ? emulate_memory_instruction<true> : emulate_memory_instruction<false>)
-                                                : (profiled ? emulate_instruction<true> : emulate_instruction<false>));
-  dr_insert_call(dc, bb, where, callee, 4, OPND_CREATE_INT32(int32_t(word)), OPND_CREATE_INTPTR(pc),
-                 OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)), opnd_create_reg(base));
+  // Every register out to cpu_state, then SP onto the emulator's stack: the
+  // application's stack may be small or may be the one that it is switching
+  // away from, so the emulator never runs on it.
+  void save() const {
+    const opnd_t x0 = reg(0), w0 = opnd_create_reg(DR_REG_W0);
+    dr_save_reg(dc, bb, where, base, SPILL_SLOT_2);
+    drmgr_insert_read_tls_field(dc, tls_idx, bb, where, base);
+    for (int r = 0; r < 26; r += 2) put(INSTR_CREATE_stp(dc, x_at(r, OPSZ_16), reg(r), reg(r + 1)));
+    put(INSTR_CREATE_str(dc, x_at(26, OPSZ_8), opnd_create_reg(DR_REG_X26)));
+    dr_restore_reg(dc, bb, where, DR_REG_X0, SPILL_SLOT_2);
+    dr_insert_get_stolen_reg_value(dc, bb, where, DR_REG_X1);
+    put(INSTR_CREATE_stp(dc, x_at(27, OPSZ_16), x0, reg(1)));
+    put(INSTR_CREATE_stp(dc, x_at(29, OPSZ_16), reg(29), reg(30)));
+    // SP moves through an add of 0: a register move cannot name it.
+    put(INSTR_CREATE_add(dc, x0, opnd_create_reg(DR_REG_SP), OPND_CREATE_INT(0)));
+    put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, sp), OPSZ_8), x0));
+    for (int q = 0; q < 32; ++q) put(INSTR_CREATE_str(dc, q_at(q), opnd_create_reg(reg_id_t(DR_REG_Q0 + q))));
+    put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_NZCV)));
+    put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, nzcv), OPSZ_8), x0));
+    put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_FPSR)));
+    put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpsr), OPSZ_4), w0));
+    put(INSTR_CREATE_mrs(dc, x0, opnd_create_reg(DR_REG_FPCR)));
+    put(INSTR_CREATE_str(dc, field(offsetof(cpu_state, fpcr), OPSZ_4), w0));
+    put(INSTR_CREATE_ldr(dc, x0, field(offsetof(thread_data, stack_top), OPSZ_8)));
+    put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
+  }
 
-  put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpcr), OPSZ_4)));
-  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPCR), x0));
-  put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpsr), OPSZ_4)));
-  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPSR), x0));
-  put(INSTR_CREATE_ldr(dc, x0, field(offsetof(cpu_state, nzcv), OPSZ_8)));
-  put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_NZCV), x0));
-  for (int q = 0; q < 32; ++q) put(INSTR_CREATE_ldr(dc, opnd_create_reg(reg_id_t(DR_REG_Q0 + q)), q_at(q)));
-  put(INSTR_CREATE_ldr(dc, x0, field(offsetof(cpu_state, sp), OPSZ_8)));
-  put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
-  put(INSTR_CREATE_ldr(dc, x0, x_at(28, OPSZ_8)));
-  dr_insert_set_stolen_reg_value(dc, bb, where, DR_REG_X0);
-  put(INSTR_CREATE_ldp(dc, reg(29), reg(30), x_at(29, OPSZ_16)));
-  for (int r = 0; r < 26; r += 2) put(INSTR_CREATE_ldp(dc, reg(r), reg(r + 1), x_at(r, OPSZ_16)));
-  // After a fault of the emulated access, the application faults at the
+  // A plain call of the emulator. The callee keeps the base register, the
+  // stolen register and SP, as the calling convention has it; every other
+  // register it may change is loaded back by restore.
+  void call(uint32_t word, sve_handler h, bool memory) const {
+    const bool profiled = sve::profiling();
+    void* callee = reinterpret_cast<void*>(memory ? (profiled ? emulate_memory_instruction<true> : emulate_memory_instruction<false>)
+                                                  : (profiled ? emulate_instruction<true> : emulate_instruction<false>));
+    std::atomic<uint64_t>* count = profiled ? nullptr : &sve::address_count(reinterpret_cast<uint32_t*>(pc), word);
+    dr_insert_call(dc, bb, where, callee, 5, OPND_CREATE_INT32(int32_t(word)), OPND_CREATE_INTPTR(pc),
+                   OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)), OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(count)),
+                   opnd_create_reg(base));
+  }
+
+  // Every register back from cpu_state but X26 and the base register, which
+  // finish() loads.
+  void restore_most() const {
+    const opnd_t x0 = reg(0), w0 = opnd_create_reg(DR_REG_W0);
+    put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpcr), OPSZ_4)));
+    put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPCR), x0));
+    put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpsr), OPSZ_4)));
+    put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPSR), x0));
+    put(INSTR_CREATE_ldr(dc, x0, field(offsetof(cpu_state, nzcv), OPSZ_8)));
+    put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_NZCV), x0));
+    for (int q = 0; q < 32; ++q) put(INSTR_CREATE_ldr(dc, opnd_create_reg(reg_id_t(DR_REG_Q0 + q)), q_at(q)));
+    put(INSTR_CREATE_ldr(dc, x0, field(offsetof(cpu_state, sp), OPSZ_8)));
+    put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
+    put(INSTR_CREATE_ldr(dc, x0, x_at(28, OPSZ_8)));
+    dr_insert_set_stolen_reg_value(dc, bb, where, DR_REG_X0);
+    put(INSTR_CREATE_ldp(dc, reg(29), reg(30), x_at(29, OPSZ_16)));
+    for (int r = 0; r < 26; r += 2) put(INSTR_CREATE_ldp(dc, reg(r), reg(r + 1), x_at(r, OPSZ_16)));
+  }
+
+  // After a fault of an emulated access the application faults at the
   // instruction: a load from the fault address, translated to the
   // instruction's address, reaches the application as a SIGSEGV of the
   // instruction itself, and the signal event names it before the default
-  // action ends the process.
-  if (memory) {
-    instr_t* done = INSTR_CREATE_label(dc);
-    put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_X26), field(offsetof(thread_data, fault_address), OPSZ_8)));
-    put(INSTR_CREATE_cbz(dc, opnd_create_instr(done), opnd_create_reg(DR_REG_X26)));
-    put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_X26),
-                         opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
-    instrlist_meta_preinsert(bb, where, done);
+  // action ends the process. X26 carries the address.
+  void fault() const {
+    const opnd_t x26 = opnd_create_reg(DR_REG_X26);
+    put(INSTR_CREATE_ldr(dc, x26, field(offsetof(thread_data, fault_address), OPSZ_8)));
+    put(INSTR_CREATE_ldr(dc, x26, opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
   }
+
   // The base register is loaded last, from itself.
-  put(INSTR_CREATE_ldp(dc, opnd_create_reg(DR_REG_X26), opnd_create_reg(base), x_at(26, OPSZ_16)));
-}
+  void finish() const {
+    put(INSTR_CREATE_ldp(dc, opnd_create_reg(DR_REG_X26), opnd_create_reg(base), x_at(26, OPSZ_16)));
+  }
+
+  // Unless the emulated access of a memory instruction faulted, skips what
+  // comes before the label; the label is placed by the caller.
+  instr_t* unless_fault(opnd_t scratch) const {
+    instr_t* done = INSTR_CREATE_label(dc);
+    put(INSTR_CREATE_ldr(dc, scratch, field(offsetof(thread_data, fault_address), OPSZ_8)));
+    put(INSTR_CREATE_cbz(dc, opnd_create_instr(done), scratch));
+    return done;
+  }
+  void place(instr_t* label) const { instrlist_meta_preinsert(bb, where, label); }
+
+  // One instruction of a run: its call, then the end of the run if it ends
+  // there. A memory instruction inside a run leaves the run only on a fault.
+  void emulate(uint32_t word, sve_handler h, bool starts, bool ends) const {
+    if (starts) save();
+    const bool memory = sve::accesses_memory(h);
+    call(word, h, memory);
+    if (memory && !ends) {
+      instr_t* done = unless_fault(reg(0));
+      restore_most();
+      fault();
+      place(done);
+    }
+    if (!ends) return;
+    restore_most();
+    if (memory) {
+      const opnd_t x26 = opnd_create_reg(DR_REG_X26);
+      instr_t* done = unless_fault(x26);
+      put(INSTR_CREATE_ldr(dc, x26, opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
+      place(done);
+    }
+    finish();
+  }
+};
 
 // Whether steps go inline: with the processor's single-instruction atomic
 // add (LSE), which counts them exactly among threads, and without a
@@ -416,27 +479,48 @@ struct framework_block {
     put(INSTR_CREATE_movk(dc, x, OPND_CREATE_INT16(v >> 32 & 0xffff), OPND_CREATE_INT8(32)));
     return 3;
   }
-  size_t replace(instr_t* i, sve_handler h) const {
+  // An SVE instruction opens a run unless the one before it left one open,
+  // and leaves it open when an SVE instruction follows. Inside a run a
+  // scalar step is a call like the others: going inline would mean closing
+  // and opening the run around it.
+  size_t replace(instr_t* i, sve_handler h) {
     app_pc pc = instr_get_app_pc(i);
     SVE_ASSERT(dr_get_stolen_reg() == DR_REG_X28);
     instr_t* before = instr_get_prev(i);
     const uint32_t word = *reinterpret_cast<const uint32_t*>(pc);
-    const std::optional<sve::scalar_step> step = inline_steps ? sve::scalar_step_of(word, h) : std::nullopt;
-    if (!step || !insert_step(dc, bb, i, pc, word, *step)) insert_emulation(dc, bb, i, pc, word, h);
+    const std::optional<sve::scalar_step> step =
+        inline_steps && !open_run ? sve::scalar_step_of(word, h) : std::nullopt;
+    if (!step || !insert_step(dc, bb, i, pc, word, *step)) {
+      instr_t* after = next(i);
+      const bool ends = !after || !is_sve(this->word(after));
+      sequence{dc, bb, i, pc}.emulate(word, h, !open_run, ends);
+      open_run = !ends;
+      run_pc = pc;
+    }
     size_t bytes = 0;
     for (instr_t* n = before ? instr_get_next(before) : instrlist_first(bb); n != i; n = instr_get_next(n)) bytes += 4;
     instrlist_remove(bb, i);
     instr_destroy(dc, i);
     return bytes;
   }
-  // The block falls through to the first instruction taken out.
-  void cut(instr_t* from) const {
+  // The block falls through to the first instruction taken out, after the
+  // end of a run that was left open for it.
+  void cut(instr_t* from) {
+    if (open_run) {
+      sequence end{dc, bb, from, run_pc};
+      end.restore_most();
+      end.finish();
+      open_run = false;
+    }
     for (instr_t *i = from, *n; i; i = n) {
       n = instr_get_next(i);
       instrlist_remove(bb, i);
       instr_destroy(dc, i);
     }
   }
+
+  bool open_run = false;
+  app_pc run_pc = nullptr;  // the last instruction of the open run
 };
 
 dr_emit_flags_t event_instruction_change(void* dc, void* tag, instrlist_t* bb, bool, bool) {

@@ -176,6 +176,12 @@ TEST(Emulation, CountsSuccessAndReportsFailure) {
     ASSERT_TRUE(icounts.count(&code[0]));
     EXPECT_EQ(icounts.at(&code[0]).first, code[0]);
   }
+  // A host that passes the address's counter found at translation has it
+  // counted, with the total, without a lookup.
+  std::atomic<uint64_t>& count = address_count(&code[0], code[0]);
+  emulate_word(s.get(), code[0], &code[0], is_sve(code[0]), &count);
+  EXPECT_EQ(count.load(), 2u);
+  EXPECT_EQ(sve_instr_count.load(), before + 2);
   // A failing handler is reported with the word read from its address and
   // leaves the statistics alone.
   code[1] = 0x12345678;
@@ -183,7 +189,7 @@ TEST(Emulation, CountsSuccessAndReportsFailure) {
   emulate_word(s.get(), code[1], &code[1], [](cpu_state*, unsigned) { return aarch64_decode_unknown; });
   std::string err = testing::internal::GetCapturedStderr();
   EXPECT_NE(err.find("Error: failed to emulate SVE instruction 0x12345678 at PC"), std::string::npos) << err;
-  EXPECT_EQ(sve_instr_count.load(), before + 1);
+  EXPECT_EQ(sve_instr_count.load(), before + 2);
   std::lock_guard lock(icounts_mutex);
   EXPECT_FALSE(icounts.count(&code[1]));
 }
