@@ -1,6 +1,6 @@
 // The instrumentation framework client: every SVE instruction of the main
 // module is replaced, in the block that holds it, by a call of
-// emulate_instruction with the word, its address, its handler and its
+// emulate_word with the word, its address, its handler and its
 // address's counter as constants. SVE instructions that follow each other
 // make a run, around which a sequence moves the application's registers
 // into the thread's cpu_state and back, once for the whole run. Other
@@ -246,36 +246,27 @@ dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
   return DR_SIGNAL_DELIVER;
 }
 
-// The emulation of one word, with the profile's observations or without;
-// without, the count of the word's address is the one the sequence names.
+// The callees of the sequence: the registers are in the thread's cpu_state,
+// X26 to X28 included, and go back from there. The arguments are those of
+// emulate_word, so that an instruction that does not touch memory calls it
+// (or emulate_word_profiled, which takes no counter) directly. A plain
+// access that faults inside the client would end the process as a crash of
+// the client, so an instruction that touches memory runs under the
+// framework's recovery; after a fault it is abandoned, and the sequence
+// makes the application fault in its place (sequence::emulate).
 template <bool profiled>
-void emulate(cpu_state* s, unsigned int word, uint8_t* addr, sve_handler handler, std::atomic<uint64_t>* count) {
-  if constexpr (profiled)
-    sve::emulate_word_profiled(s, word, reinterpret_cast<uint32_t*>(addr), handler);
-  else
-    sve::emulate_word(s, word, reinterpret_cast<uint32_t*>(addr), handler, count);
-}
-
-// The callee of the sequence: the registers are in the thread's cpu_state,
-// X26 to X28 included, and go back from there.
-template <bool profiled>
-void emulate_instruction(unsigned int word, uint8_t* addr, sve_handler handler, std::atomic<uint64_t>* count,
-                         cpu_state* s) {
-  emulate<profiled>(s, word, addr, handler, count);
-}
-
-// The callee for the instructions that touch memory. A plain access that
-// faults inside the client would end the process as a crash of the client,
-// so the instruction runs under the framework's recovery; after a fault it
-// is abandoned, and the sequence makes the application fault in its place
-// (sequence::emulate).
-template <bool profiled>
-void emulate_memory_instruction(unsigned int word, uint8_t* addr, sve_handler handler, std::atomic<uint64_t>* count,
-                                cpu_state* s) {
+void emulate_memory_instruction(cpu_state* s, unsigned int word, uint32_t* addr, sve_handler handler,
+                                std::atomic<uint64_t>* count) {
   auto* t = reinterpret_cast<thread_data*>(s);
   t->fault_address = 0;
   DR_TRY_EXCEPT(
-      dr_get_current_drcontext(), { emulate<profiled>(s, word, addr, handler, count); },
+      dr_get_current_drcontext(),
+      {
+        if constexpr (profiled)
+          sve::emulate_word_profiled(s, word, addr, handler);
+        else
+          sve::emulate_word(s, word, addr, handler, count);
+      },
       { t->fault_address = unmapped_address; });
 }
 
@@ -332,12 +323,17 @@ struct sequence {
   // register it may change is loaded back by restore.
   void call(uint32_t word, sve_handler h, bool memory) const {
     const bool profiled = sve::profiling();
-    void* callee = reinterpret_cast<void*>(memory ? (profiled ? emulate_memory_instruction<true> : emulate_memory_instruction<false>)
-                                                  : (profiled ? emulate_instruction<true> : emulate_instruction<false>));
+    using callee_fn = void (*)(cpu_state*, unsigned int, uint32_t*, sve_handler, std::atomic<uint64_t>*);
+    using profiled_fn = bool (*)(cpu_state*, uint32_t, uint32_t*, sve_handler);
+    using plain_fn = bool (*)(cpu_state*, uint32_t, uint32_t*, sve_handler, std::atomic<uint64_t>*);
+    void* callee = memory ? reinterpret_cast<void*>(profiled ? callee_fn(emulate_memory_instruction<true>)
+                                                             : callee_fn(emulate_memory_instruction<false>))
+                          : profiled ? reinterpret_cast<void*>(profiled_fn(sve::emulate_word_profiled))
+                                     : reinterpret_cast<void*>(plain_fn(sve::emulate_word));
     std::atomic<uint64_t>* count = profiled ? nullptr : &sve::address_count(reinterpret_cast<uint32_t*>(pc), word);
-    dr_insert_call(dc, bb, where, callee, 5, OPND_CREATE_INT32(int32_t(word)), OPND_CREATE_INTPTR(pc),
-                   OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)), OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(count)),
-                   opnd_create_reg(base));
+    dr_insert_call(dc, bb, where, callee, 5, opnd_create_reg(base), OPND_CREATE_INT32(int32_t(word)),
+                   OPND_CREATE_INTPTR(pc), OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)),
+                   OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(count)));
   }
 
   // Every register back from cpu_state but X26 and the base register, which
