@@ -23,9 +23,11 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "../decode/stats.h"
 #include "../memory/host_memory.h"
+#include "runs.h"
 #include "scalar_steps.h"
 #include "dr_api.h"
 #include "drmgr.h"
@@ -85,9 +87,10 @@ struct thread_data {
   cpu_state state;
   void* stack;
   uintptr_t stack_top;
-  // Nonzero after a plain access of an emulated memory instruction faulted:
-  // an address that the sequence then reads itself, see below.
-  uintptr_t fault_address;
+  // The instruction of a run under way, and after a plain access of an
+  // emulated memory instruction faulted, its index plus one (otherwise 0).
+  volatile uint32_t next_site;
+  uint32_t fault_site;
   // Copies of the registers while handlers of the application run, each
   // with the stack pointer of the code that its signal interrupted.
   unsigned kept;
@@ -99,7 +102,7 @@ struct thread_data {
   uint64_t setting_handler, setting_flags;
 };
 static_assert(offsetof(thread_data, state) == 0);
-static_assert(offsetof(thread_data, fault_address) < 32760, "reachable by a load from the base register");
+static_assert(offsetof(thread_data, fault_site) < 16380, "reachable by a load from the base register");
 
 // An address in the page at 0, which no process maps.
 constexpr uintptr_t unmapped_address = 16;
@@ -246,40 +249,30 @@ dr_signal_action_t event_signal(void*, dr_siginfo_t* info) {
   return DR_SIGNAL_DELIVER;
 }
 
-// The callees of the sequence: the registers are in the thread's cpu_state,
-// X26 to X28 included, and go back from there. The arguments are those of
-// emulate_word, so that an instruction that does not touch memory calls it
-// (or emulate_word_profiled, which takes no counter) directly. A plain
-// access that faults inside the client would end the process as a crash of
-// the client, so an instruction that touches memory runs under the
-// framework's recovery; after a fault it is abandoned, and the sequence
-// makes the application fault in its place (sequence::emulate).
-template <bool profiled>
-void emulate_memory_instruction(cpu_state* s, unsigned int word, uint32_t* addr, sve_handler handler,
-                                std::atomic<uint64_t>* count) {
+// The callee of the sequence: the registers are in the thread's cpu_state,
+// X26 to X28 included, and go back from there. A plain access that faults
+// inside the client would end the process as a crash of the client, so a
+// run that touches memory runs under the framework's recovery; after a
+// fault the run is abandoned, and the sequence makes the application fault
+// at the instruction whose access faulted (sequence::fault_exits).
+void emulate_run(cpu_state* s, const sve::run* r) {
   auto* t = reinterpret_cast<thread_data*>(s);
-  t->fault_address = 0;
+  const bool profiled = sve::profiling();
+  if (!r->memory) return sve::emulate_run(s, *r, profiled, &t->next_site);
+  t->fault_site = 0;
   DR_TRY_EXCEPT(
-      dr_get_current_drcontext(),
-      {
-        if constexpr (profiled)
-          sve::emulate_word_profiled(s, word, addr, handler);
-        else
-          sve::emulate_word(s, word, addr, handler, count);
-      },
-      { t->fault_address = unmapped_address; });
+      dr_get_current_drcontext(), { sve::emulate_run(s, *r, profiled, &t->next_site); },
+      { t->fault_site = t->next_site + 1; });
 }
 
-// The code that stands for SVE instructions. A run of SVE instructions that
-// follow each other in a block shares one save of the application's
-// registers into the thread's cpu_state (save) and one load back (restore);
-// each instruction of the run is one call of the emulator (call), with its
-// word, address, handler and its address's counter as constants. The
-// address of cpu_state is read from the thread's TLS field by the inserted
-// code itself, because blocks are shared between threads. Only the base
-// register needs a spill slot: once it holds the address of cpu_state,
+// The code that stands for a run of SVE instructions that follow each other
+// in a block: one save of the application's registers into the thread's
+// cpu_state, one call of emulate_run with the run's record, and one load
+// back. The address of cpu_state is read from the thread's TLS field by the
+// inserted code itself, because blocks are shared between threads. Only the
+// base register needs a spill slot: once it holds the address of cpu_state,
 // every other register goes straight there, and X0, saved first, is the
-// scratch register of the run.
+// scratch register of the rest.
 struct sequence {
   void* dc;
   instrlist_t* bb;
@@ -318,30 +311,19 @@ struct sequence {
     put(INSTR_CREATE_add(dc, opnd_create_reg(DR_REG_SP), x0, OPND_CREATE_INT(0)));
   }
 
-  // A plain call of the emulator. The callee keeps the base register, the
-  // stolen register and SP, as the calling convention has it; every other
-  // register it may change is loaded back by restore.
-  void call(uint32_t word, sve_handler h, bool memory) const {
-    const bool profiled = sve::profiling();
-    using callee_fn = void (*)(cpu_state*, unsigned int, uint32_t*, sve_handler, std::atomic<uint64_t>*);
-    using profiled_fn = bool (*)(cpu_state*, uint32_t, uint32_t*, sve_handler);
-    using plain_fn = bool (*)(cpu_state*, uint32_t, uint32_t*, sve_handler, std::atomic<uint64_t>*);
-    void* callee = memory ? reinterpret_cast<void*>(profiled ? callee_fn(emulate_memory_instruction<true>)
-                                                             : callee_fn(emulate_memory_instruction<false>))
-                          : profiled ? reinterpret_cast<void*>(profiled_fn(sve::emulate_word_profiled))
-                                     : reinterpret_cast<void*>(plain_fn(sve::emulate_word));
-    std::atomic<uint64_t>* count = profiled ? nullptr : &sve::address_count(reinterpret_cast<uint32_t*>(pc), word);
-    dr_insert_call(dc, bb, where, callee, 5, opnd_create_reg(base), OPND_CREATE_INT32(int32_t(word)),
-                   OPND_CREATE_INTPTR(pc), OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(h)),
-                   OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(count)));
+  // A plain call. The callee keeps the base register, the stolen register
+  // and SP, as the calling convention has it; every other register it may
+  // change is loaded back by restore.
+  void call(const sve::run* r) const {
+    dr_insert_call(dc, bb, where, reinterpret_cast<void*>(emulate_run), 2, opnd_create_reg(base),
+                   OPND_CREATE_INTPTR(reinterpret_cast<ptr_int_t>(r)));
   }
 
   // Every register back from cpu_state but X26 and the base register, which
-  // finish() loads.
+  // finish() loads. FPCR is not among them: the emulator runs under the
+  // application's and leaves it as it was.
   void restore_most() const {
     const opnd_t x0 = reg(0), w0 = opnd_create_reg(DR_REG_W0);
-    put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpcr), OPSZ_4)));
-    put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPCR), x0));
     put(INSTR_CREATE_ldr(dc, w0, field(offsetof(cpu_state, fpsr), OPSZ_4)));
     put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_FPSR), x0));
     put(INSTR_CREATE_ldr(dc, x0, field(offsetof(cpu_state, nzcv), OPSZ_8)));
@@ -355,15 +337,29 @@ struct sequence {
     for (int r = 0; r < 26; r += 2) put(INSTR_CREATE_ldp(dc, reg(r), reg(r + 1), x_at(r, OPSZ_16)));
   }
 
-  // After a fault of an emulated access the application faults at the
-  // instruction: a load from the fault address, translated to the
-  // instruction's address, reaches the application as a SIGSEGV of the
-  // instruction itself, and the signal event names it before the default
-  // action ends the process. X26 carries the address.
-  void fault() const {
+  // After a fault of an emulated access, the application faults at the
+  // instruction whose access it was: a load from an unmapped address,
+  // translated to the instruction's address, reaches the application as a
+  // SIGSEGV of the instruction itself, and the signal event names it before
+  // the default action ends the process. The faulting index is counted down
+  // in X26 by subtractions, which leave NZCV as the run left it.
+  void fault_exits(const sve::run& r, const std::vector<app_pc>& pcs) const {
     const opnd_t x26 = opnd_create_reg(DR_REG_X26);
-    put(INSTR_CREATE_ldr(dc, x26, field(offsetof(thread_data, fault_address), OPSZ_8)));
-    put(INSTR_CREATE_ldr(dc, x26, opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
+    instr_t* done = INSTR_CREATE_label(dc);
+    put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_W26), field(offsetof(thread_data, fault_site), OPSZ_4)));
+    put(INSTR_CREATE_cbz(dc, opnd_create_instr(done), x26));
+    uint32_t counted = 0;
+    for (uint32_t i = 0; i < r.sites.size(); ++i) {
+      if (!sve::accesses_memory(r.sites[i].handler)) continue;
+      instr_t* next = INSTR_CREATE_label(dc);
+      put(INSTR_CREATE_sub(dc, x26, x26, OPND_CREATE_INT(int(i + 1 - counted))));
+      counted = i + 1;
+      put(INSTR_CREATE_cbnz(dc, opnd_create_instr(next), x26));
+      sequence{dc, bb, where, pcs[i]}.put(INSTR_CREATE_movz(dc, x26, OPND_CREATE_INT16(unmapped_address), OPND_CREATE_INT8(0)));
+      sequence{dc, bb, where, pcs[i]}.put(INSTR_CREATE_ldr(dc, x26, opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
+      instrlist_meta_preinsert(bb, where, next);
+    }
+    instrlist_meta_preinsert(bb, where, done);
   }
 
   // The base register is loaded last, from itself.
@@ -371,37 +367,16 @@ struct sequence {
     put(INSTR_CREATE_ldp(dc, opnd_create_reg(DR_REG_X26), opnd_create_reg(base), x_at(26, OPSZ_16)));
   }
 
-  // Unless the emulated access of a memory instruction faulted, skips what
-  // comes before the label; the label is placed by the caller.
-  instr_t* unless_fault(opnd_t scratch) const {
-    instr_t* done = INSTR_CREATE_label(dc);
-    put(INSTR_CREATE_ldr(dc, scratch, field(offsetof(thread_data, fault_address), OPSZ_8)));
-    put(INSTR_CREATE_cbz(dc, opnd_create_instr(done), scratch));
-    return done;
-  }
-  void place(instr_t* label) const { instrlist_meta_preinsert(bb, where, label); }
-
-  // One instruction of a run: its call, then the end of the run if it ends
-  // there. A memory instruction inside a run leaves the run only on a fault.
-  void emulate(uint32_t word, sve_handler h, bool starts, bool ends) const {
-    if (starts) save();
-    const bool memory = sve::accesses_memory(h);
-    call(word, h, memory);
-    if (memory && !ends) {
-      instr_t* done = unless_fault(reg(0));
-      restore_most();
-      fault();
-      place(done);
-    }
-    if (!ends) return;
-    restore_most();
-    if (memory) {
-      const opnd_t x26 = opnd_create_reg(DR_REG_X26);
-      instr_t* done = unless_fault(x26);
-      put(INSTR_CREATE_ldr(dc, x26, opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
-      place(done);
-    }
-    finish();
+  // The save and the call stand for the run's first instruction, the load
+  // back for its last: the framework continues a block after the address of
+  // its last instruction.
+  static void emulate(void* dc, instrlist_t* bb, instr_t* where, const sve::run& r, const std::vector<app_pc>& pcs) {
+    const sequence start{dc, bb, where, pcs.front()}, end{dc, bb, where, pcs.back()};
+    start.save();
+    start.call(&r);
+    end.restore_most();
+    if (r.memory) end.fault_exits(r, pcs);
+    end.finish();
   }
 };
 
@@ -475,39 +450,37 @@ struct framework_block {
     put(INSTR_CREATE_movk(dc, x, OPND_CREATE_INT16(v >> 32 & 0xffff), OPND_CREATE_INT8(32)));
     return 3;
   }
-  // An SVE instruction opens a run unless the one before it left one open,
-  // and leaves it open when an SVE instruction follows. Inside a run a
-  // scalar step is a call like the others: going inline would mean closing
-  // and opening the run around it.
+  // An SVE instruction joins the run that the instructions before it left
+  // open, or opens one; the run's code goes in when an instruction that is
+  // not SVE follows, in place of its last instruction. Until then the
+  // instruction leaves no code, and the size returned is what its run's
+  // code will take for it. A scalar step goes inline when no run is open:
+  // inside one it is an instruction of the run like the others.
   size_t replace(instr_t* i, sve_handler h) {
     app_pc pc = instr_get_app_pc(i);
     SVE_ASSERT(dr_get_stolen_reg() == DR_REG_X28);
     instr_t* before = instr_get_prev(i);
     const uint32_t word = *reinterpret_cast<const uint32_t*>(pc);
     const std::optional<sve::scalar_step> step =
-        inline_steps && !open_run ? sve::scalar_step_of(word, h) : std::nullopt;
-    if (!step || !insert_step(dc, bb, i, pc, word, *step)) {
-      instr_t* after = next(i);
-      const bool ends = !after || !is_sve(this->word(after));
-      sequence{dc, bb, i, pc}.emulate(word, h, !open_run, ends);
-      open_run = !ends;
-      run_pc = pc;
-    }
+        inline_steps && pending.empty() ? sve::scalar_step_of(word, h) : std::nullopt;
     size_t bytes = 0;
+    if (!step || !insert_step(dc, bb, i, pc, word, *step)) {
+      bytes = pending.empty() ? run_bytes : 0;
+      if (sve::accesses_memory(h)) bytes += fault_exit_bytes;
+      pending.push_back(sve::site_of(word, reinterpret_cast<uint32_t*>(pc), h));
+      pending_pcs.push_back(pc);
+      instr_t* after = next(i);
+      if (!after || !is_sve(this->word(after)) || pending.size() == max_run) close_run(i);
+    }
     for (instr_t* n = before ? instr_get_next(before) : instrlist_first(bb); n != i; n = instr_get_next(n)) bytes += 4;
     instrlist_remove(bb, i);
     instr_destroy(dc, i);
     return bytes;
   }
   // The block falls through to the first instruction taken out, after the
-  // end of a run that was left open for it.
+  // code of a run that was left open for it.
   void cut(instr_t* from) {
-    if (open_run) {
-      sequence end{dc, bb, from, run_pc};
-      end.restore_most();
-      end.finish();
-      open_run = false;
-    }
+    if (!pending.empty()) close_run(from);
     for (instr_t *i = from, *n; i; i = n) {
       n = instr_get_next(i);
       instrlist_remove(bb, i);
@@ -515,8 +488,19 @@ struct framework_block {
     }
   }
 
-  bool open_run = false;
-  app_pc run_pc = nullptr;  // the last instruction of the open run
+  void close_run(instr_t* where) {
+    sequence::emulate(dc, bb, where, *sve::intern_run(pending), pending_pcs);
+    pending.clear();
+    pending_pcs.clear();
+  }
+
+  // The instructions of the open run, and their addresses.
+  std::vector<sve::site> pending = {};
+  std::vector<app_pc> pending_pcs = {};
+  // The code of a run (save, call, restore: about 130 instructions), and
+  // of each fault exit, for the block's budget; a run's length is bounded
+  // so that its fault exits count it down with 12-bit immediates.
+  static constexpr size_t run_bytes = 640, fault_exit_bytes = 16, max_run = 256;
 };
 
 dr_emit_flags_t event_instruction_change(void* dc, void* tag, instrlist_t* bb, bool, bool) {

@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 #include "machine.h"
 #include "sve/client/emulate.h"
+#include "sve/client/runs.h"
 #include "sve/client/scalar_steps.h"
 #include "sve/decode/stats.h"
 
@@ -192,6 +194,37 @@ TEST(Emulation, CountsSuccessAndReportsFailure) {
   EXPECT_EQ(sve_instr_count.load(), before + 2);
   std::lock_guard lock(icounts_mutex);
   EXPECT_FALSE(icounts.count(&code[1]));
+}
+
+// A run's record is found again for the same instructions, so that every
+// translation of a block names the same record, and is new when the code
+// at an address changed; carrying it out is each instruction in order,
+// counted, with the one under way in *next.
+TEST(Runs, InternedAndCarriedOutInOrder) {
+  static uint32_t code[3] = {test::word("VecU32AddVVM"), test::word("VecU32AddVVM") | 1u, test::word("VecU64CLoad8SIZ")};
+  const std::vector<site> sites = {site_of(code[0], &code[0], is_sve(code[0])), site_of(code[1], &code[1], is_sve(code[1]))};
+  const run* r = intern_run(sites);
+  EXPECT_EQ(intern_run(sites), r);
+  EXPECT_FALSE(r->memory);
+  std::vector<site> changed = sites;
+  changed[1].word ^= 2;
+  const run* other = intern_run(changed);
+  EXPECT_NE(other, r);
+  EXPECT_EQ(intern_run(sites), r);
+  EXPECT_TRUE(intern_run({site_of(code[2], &code[2], is_sve(code[2]))})->memory);
+
+  auto s = test::random_state(3);
+  auto expect = test::random_state(3);
+  for (int i = 0; i < 2; ++i) ASSERT_EQ(is_sve(code[i])(expect.get(), code[i]), aarch64_decode_ok);
+  const uint64_t before = sve_instr_count.load(), first = sites[0].count->load(), second = sites[1].count->load();
+  volatile uint32_t next = 99;
+  emulate_run(s.get(), *r, false, &next);
+  EXPECT_EQ(next, 1u);
+  EXPECT_EQ(std::memcmp(s->z, expect->z, sizeof s->z), 0);
+  EXPECT_EQ(s->pc, &code[1]);
+  EXPECT_EQ(sve_instr_count.load(), before + 2);
+  EXPECT_EQ(sites[0].count->load(), first + 1);
+  EXPECT_EQ(sites[1].count->load(), second + 1);
 }
 
 TEST(Emulation, ExitReportNamesTheProgram) {
