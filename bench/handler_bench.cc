@@ -52,10 +52,7 @@ void through_host(benchmark::State& st, const sve::decode_entry* e) {
   uint32_t code[1] = {instance(*e)};
   if (profiled) sve::profile::start();
   for (auto _ : st) {
-    if (profiled)
-      sve::emulate_word_profiled(s.get(), code[0], code, e->handler);
-    else
-      sve::emulate_word(s.get(), code[0], code, e->handler);
+    (profiled ? sve::emulate_word_profiled : sve::emulate_word)(s.get(), code[0], code, e->handler);
     benchmark::ClobberMemory();
   }
 }

@@ -16,22 +16,20 @@
 
 namespace sve {
 
-bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h, std::atomic<uint64_t>* count) {
+bool carry_out(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
   s->pc = addr;
   // Native floating point computes under the program's FPCR and adds to its
   // FPSR, whatever the host's own code between the two left in them.
   load_host_fp(s);
-  if (h(s, word) == aarch64_decode_ok) {
-    if (!count) {
-      update_sve_stats(addr, word);
-    } else {
-      sve_instr_count.fetch_add(1, std::memory_order_relaxed);
-      count->fetch_add(1, std::memory_order_relaxed);
-    }
-    return true;
-  }
+  if (h(s, word) == aarch64_decode_ok) return true;
   fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", *addr, static_cast<void*>(addr));
   return false;
+}
+
+bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
+  if (!carry_out(s, word, addr, h)) return false;
+  update_sve_stats(addr, word);
+  return true;
 }
 
 namespace {

@@ -2,7 +2,6 @@
 // whether the host is the instrumentation framework or the SIGILL runner.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -14,14 +13,13 @@
 namespace sve {
 
 // Carries out `word`, found at `addr`, with its handler on the thread's state:
-// records the address in pc, runs the handler and counts it. A failing
-// handler is reported on stderr and not counted; the registers stay as the
-// handler left them and the program goes on. True when the handler succeeded.
-// A host that found the address's counter when it translated the word
-// (address_count) passes it, and counting costs two atomic adds; otherwise
-// the counter is looked up.
-bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h,
-                  std::atomic<uint64_t>* count = nullptr);
+// records the address in pc and runs the handler. A failing handler is
+// reported on stderr; the registers stay as the handler left them and the
+// program goes on. True when the handler succeeded.
+bool carry_out(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
+
+// The same, counted in the statistics when the handler succeeded.
+bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
 
 // The same, recorded in the profile too. A host chooses this one when the
 // user asked for a profile, so that without one nothing is added.

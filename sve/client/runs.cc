@@ -2,6 +2,7 @@
 
 #include <map>
 #include <mutex>
+#include <tuple>
 
 #include "../decode/stats.h"
 #include "emulate.h"
@@ -30,18 +31,52 @@ const run* intern_run(const std::vector<site>& sites) {
     if (it->second.sites == sites) return &it->second;
   bool memory = false;
   for (const site& s : sites) memory |= accesses_memory(s.handler);
-  return &runs().emplace(sites.front().addr, run{sites, memory})->second;
+  auto it = runs().emplace(std::piecewise_construct, std::forward_as_tuple(sites.front().addr), std::forward_as_tuple());
+  it->second.sites = sites;
+  it->second.memory = memory;
+  return &it->second;
+}
+
+void count_done(const run& r, uint32_t done) {
+  for (uint32_t i = 0; i < done; ++i) r.sites[i].count->fetch_add(1, std::memory_order_relaxed);
+  sve_instr_count.fetch_add(done, std::memory_order_relaxed);
 }
 
 void emulate_run(cpu_state* s, const run& r, bool profiled, volatile uint32_t* next) {
   const uint32_t n = uint32_t(r.sites.size());
+  if (profiled) {
+    for (uint32_t i = 0; i < n; ++i) {
+      *next = i;
+      emulate_word_profiled(s, r.sites[i].word, r.sites[i].addr, r.sites[i].handler);
+    }
+    return;
+  }
   for (uint32_t i = 0; i < n; ++i) {
     *next = i;
     const site& x = r.sites[i];
-    if (profiled)
-      emulate_word_profiled(s, x.word, x.addr, x.handler);
-    else
-      emulate_word(s, x.word, x.addr, x.handler, x.count);
+    if (carry_out(s, x.word, x.addr, x.handler)) continue;
+    // A handler failed: what came before is counted, and the rest by itself.
+    count_done(r, i);
+    for (++i; i < n; ++i) {
+      *next = i;
+      const site& y = r.sites[i];
+      if (carry_out(s, y.word, y.addr, y.handler)) {
+        y.count->fetch_add(1, std::memory_order_relaxed);
+        sve_instr_count.fetch_add(1, std::memory_order_relaxed);
+      }
+    }
+    return;
+  }
+  r.whole.fetch_add(1, std::memory_order_relaxed);
+}
+
+void fold_run_counts() {
+  std::lock_guard<spin_lock> lock(runs_mutex);
+  for (auto& [addr, r] : runs()) {
+    const uint64_t whole = r.whole.exchange(0, std::memory_order_relaxed);
+    if (!whole) continue;
+    for (const site& x : r.sites) x.count->fetch_add(whole, std::memory_order_relaxed);
+    sve_instr_count.fetch_add(whole * r.sites.size(), std::memory_order_relaxed);
   }
 }
 

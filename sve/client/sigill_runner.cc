@@ -246,10 +246,7 @@ void emulate(uint32_t* pc, sve_handler h, ucontext_t* uc, const siginfo_t* info)
   t->interrupted = uc;
   t->emulating = 1;
   if (sigsetjmp(t->abandon, 0) == 0) {
-    if (sve::profiling())
-      sve::emulate_word_profiled(&t->state, *pc, pc, h);
-    else
-      sve::emulate_word(&t->state, *pc, pc, h);
+    (sve::profiling() ? sve::emulate_word_profiled : sve::emulate_word)(&t->state, *pc, pc, h);
     sve::state_to_signal(&t->state, uc);
     uc->uc_mcontext.pc += 4;
   }

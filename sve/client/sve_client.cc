@@ -262,7 +262,10 @@ void emulate_run(cpu_state* s, const sve::run* r) {
   t->fault_site = 0;
   DR_TRY_EXCEPT(
       dr_get_current_drcontext(), { sve::emulate_run(s, *r, profiled, &t->next_site); },
-      { t->fault_site = t->next_site + 1; });
+      {
+        t->fault_site = t->next_site + 1;
+        if (!profiled) sve::count_done(*r, t->next_site);
+      });
 }
 
 // The code that stands for a run of SVE instructions that follow each other
@@ -545,6 +548,7 @@ bool locate(uintptr_t address, sve::profile::place* out) {
 
 void event_exit() {
   dr_log(nullptr, DR_LOG_ALL, 1, "SVE client exiting\n");
+  sve::fold_run_counts();
   sve::print_exit_report(exe ? exe->full_path : "", aarch64_instr_count.load());
   sve::write_profile("SVE client", "client", exe ? exe->full_path : "?", locate);
   if (exe) dr_free_module_data(exe);
