@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "../decode/direct.h"
 #include "../decode/profile.h"
 #include "../decode/sve_emu.h"
 #include "detection.h"
@@ -15,8 +16,19 @@ namespace sve {
 // Carries out `word`, found at `addr`, with its handler on the thread's state:
 // records the address in pc and runs the handler. A failing handler is
 // reported on stderr; the registers stay as the handler left them and the
-// program goes on. True when the handler succeeded.
-bool carry_out(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);
+// program goes on. True when the handler succeeded. Inline, because a run
+// of the framework client carries out its instructions one after another.
+void report_failed_handler(const uint32_t* addr);
+inline bool carry_out(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
+  s->pc = addr;
+  // Native floating point computes under the program's FPCR and adds to its
+  // FPSR, whatever the host's own code between the two left in them.
+  load_host_fp(s);
+  if (h(s, word) == aarch64_decode_ok) [[likely]]
+    return true;
+  report_failed_handler(addr);
+  return false;
+}
 
 // The same, counted in the statistics when the handler succeeded.
 bool emulate_word(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h);

@@ -85,6 +85,7 @@ constexpr size_t emulator_stack_bytes = 256 * 1024;
 constexpr unsigned max_kept = 16;
 struct thread_data {
   cpu_state state;
+  void* dc;  // the thread's context in the framework
   void* stack;
   uintptr_t stack_top;
   // The instruction of a run under way, and after a plain access of an
@@ -261,7 +262,7 @@ void emulate_run(cpu_state* s, const sve::run* r) {
   if (!r->memory) return sve::emulate_run(s, *r, profiled, &t->next_site);
   t->fault_site = 0;
   DR_TRY_EXCEPT(
-      dr_get_current_drcontext(), { sve::emulate_run(s, *r, profiled, &t->next_site); },
+      t->dc, { sve::emulate_run(s, *r, profiled, &t->next_site); },
       {
         t->fault_site = t->next_site + 1;
         if (!profiled) sve::count_done(*r, t->next_site);
@@ -520,6 +521,7 @@ dr_emit_flags_t event_instruction_change(void* dc, void* tag, instrlist_t* bb, b
 void event_thread_init(void* dc) {
   auto* t = static_cast<thread_data*>(dr_thread_alloc(dc, sizeof(thread_data)));
   std::memset(t, 0, sizeof(thread_data));
+  t->dc = dc;
   t->stack = dr_raw_mem_alloc(emulator_stack_bytes, DR_MEMPROT_READ | DR_MEMPROT_WRITE, nullptr);
   t->stack_top = reinterpret_cast<uintptr_t>(t->stack) + emulator_stack_bytes;
   drmgr_set_tls_field(dc, tls_idx, &t->state);
