@@ -26,6 +26,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "../decode/decode.h"
 #include "../decode/stats.h"
 #include "../memory/memory_access.h"
 #include "emulate.h"
@@ -277,7 +278,7 @@ void on_signal(int sig, siginfo_t* info, void* context) {
   chain::signal_facts facts{};
   facts.sig = sig;
   facts.sent = !chain::raised_by_instruction(sig, info->si_code);
-  const sve_handler h = sig == SIGILL && !facts.sent ? is_sve(*pc) : nullptr;
+  const sve_handler h = sig == SIGILL && !facts.sent ? sve::cached_is_sve(*pc) : nullptr;
   facts.sve_word = h != nullptr;
   facts.in_probe = sig != SIGILL && sve::in_protected_read();
   facts.emulating = t && t->emulating;

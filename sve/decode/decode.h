@@ -215,6 +215,12 @@ std::span<const decode_family* const> all_families();
 // The entry of a word whose handler is known; null when none has both.
 const decode_entry* entry_of(uint32_t word, sve_handler h);
 
+// is_sve through a cache of recent words shared by all threads, for a host
+// that looks up every instruction it runs (execute_sve_instruction, the
+// SIGILL runner): a word met before costs one load. Safe in a signal
+// handler: it takes no lock and allocates nothing.
+sve_handler cached_is_sve(uint32_t word);
+
 // The map objects, in search order.
 extern std::map<int32_t, sve_handler>* const decode_maps[map_count];
 

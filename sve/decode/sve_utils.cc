@@ -97,13 +97,14 @@ std::vector<sve_handler> handler_list = [] {
 const bool signals_ready = (SVEInitialize(), true);
 
 
-// A direct-mapped cache of recent lookups for execute_sve_instruction, which
-// an embedder calls for every instruction: each slot holds a word and the
+// A direct-mapped cache of recent lookups: each slot holds a word and the
 // index of its handler plus one in one atomic doubleword, so threads share
 // it without a lock. The maps never change, so an entry never goes stale.
 std::atomic<uint64_t> decode_cache[1024];
 
-sve_handler cached_lookup(uint32_t word) {
+}  // namespace
+
+sve_handler sve::cached_is_sve(uint32_t word) {
   std::atomic<uint64_t>& slot = decode_cache[(word ^ word >> 10 ^ word >> 20) % std::size(decode_cache)];
   uint64_t c = slot.load(std::memory_order_relaxed);
   if (uint32_t(c >> 32) == word && uint32_t(c)) return handler_list[uint32_t(c) - 1];
@@ -114,12 +115,10 @@ sve_handler cached_lookup(uint32_t word) {
   return h;
 }
 
-}  // namespace
-
 extern "C" aarch64_decode_rc execute_sve_instruction(cpu_state* s) {
   uint32_t* pc = s->pc;
   uint32_t word = *pc;
-  sve_handler h = cached_lookup(word);
+  sve_handler h = cached_is_sve(word);
   if (!h) return aarch64_decode_unknown;
   const host_fp_scope fp(s);
   aarch64_decode_rc rc = h(s, word);
