@@ -46,16 +46,22 @@ aarch64_decode_rc widen_top(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aa
 }
 
 // FCVTNT, FCVTXNT (Top) and FCVTX: each active element of Zn narrowed into
-// a half of the element of Zd.
+// a half of the element of Zd. The whole-vector narrowing puts its results
+// in the bottom halves of `t`, from which they move to their place; the
+// lanes that it leaves take the library.
 template <class Wide, class Narrow, bool Odd, bool Top>
 aarch64_decode_rc narrow(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
-  alignas(16) uint8_t tmp[sve_vl_bytes];
+  alignas(32) uint8_t tmp[sve_vl_bytes], t[sve_vl_bytes];
   uint8_t* d = s->z[zd.reg];
   const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
+  const FPSCR fpcr = s->fpcr | s->fpcr_high;
+  const fast::lane_set left = fast::convert<Wide, Narrow>(
+      fast::conversion::narrow, false, Odd ? FPRounding_ODD : FPRounding(fpcr >> 22 & 3), a, p, fpcr, s->fpsr, t);
   std::memcpy(tmp, d, sve_vl_bytes);
   for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(Wide)) {
     if (!(p[i] & 1)) continue;
-    const Narrow r = convert<Wide, Narrow, Odd>(s, load<Wide>(a + i));
+    const Narrow r = left >> (i / sizeof(Wide)) & 1 ? convert<Wide, Narrow, Odd>(s, load<Wide>(a + i))
+                                                    : load<Narrow>(t + i);
     if (Top)
       store<Narrow>(tmp + i + sizeof(Narrow), r);
     else

@@ -120,6 +120,45 @@ template <class From, class To, bool Signed>
   return any_left ? left_lanes(active, done) : 0;
 }
 
+// FCVT and FCVTX to a narrower precision, IEEE half precision for half:
+// a number whose result is normal above the lowest binade rounds by integer
+// arithmetic on its bits, under any mode and to odd: an increment below the
+// kept bits (half of their last one less one, plus that last bit, to
+// nearest; all ones away from zero in the direction of the mode), then the
+// dropped bits cut and the exponent rebiased. Inexact where nonzero bits
+// were dropped. Zeros and infinities narrow exactly; a NaN, a result that
+// overflows and a tiny one are left to the library.
+template <class From, class To>
+[[gnu::always_inline]] inline lane_set narrow(FPRounding rounding, const uint8_t* x, const From* active,
+                                              uint32_t& fpsr, From* r) {
+  using w = fp_format<From>;
+  using t = fp_format<To>;
+  constexpr unsigned n = lanes<From>;
+  constexpr int shift = w::F - t::F;
+  constexpr From dropped_bits = (From(1) << shift) - 1, rebias = From(w::bias - t::bias) << t::F;
+  constexpr From low = From(2) << t::F, high = t::infinity;
+  const From nearest = mask<From>(rounding == FPRounding_TIEEVEN), odd = mask<From>(rounding == FPRounding_ODD);
+  const From up = mask<From>(rounding == FPRounding_POSINF), down = mask<From>(rounding == FPRounding_NEGINF);
+  From inexact = 0, any_left = 0;
+  alignas(32) From done[n];
+  for (unsigned i = 0; i < n; ++i) {
+    const From v = lane<From>(x, i), m = magnitude(v), negative = mask<From>(v >> (w::N - 1));
+    const From dropped = m & dropped_bits;
+    const From increment = (nearest & ((dropped_bits >> 1) + (m >> shift & 1))) | (up & ~negative & dropped_bits) |
+                           (down & negative & dropped_bits);
+    const From h = (((m + increment) >> shift) - rebias) | (odd & From(dropped != 0));
+    const From usual = mask<From>((h >= low) & (h < high)), zero = mask<From>(m == 0);
+    const From inf = mask<From>(m == w::infinity);
+    done[i] = active[i] & (usual | zero | inf);
+    const From narrowed = (negative & From(t::sign)) | (usual & h) | (inf & From(t::infinity));
+    r[i] = pick(done[i], narrowed, r[i]);
+    inexact |= done[i] & usual & mask<From>(dropped != 0);
+    any_left |= active[i] & ~done[i];
+  }
+  if (inexact) fp_set_status(fpsr, FP_IXC);
+  return any_left ? left_lanes(active, done) : 0;
+}
+
 // FRINT*: every number but a denormal under FZ, which the architecture
 // flushes.
 template <class T, FPRounding Mode, bool Exact>
@@ -166,9 +205,11 @@ template <class From, class To>
 [[gnu::always_inline]] inline lane_set run(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
                                            const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr,
                                            container<From, To>* r) {
-  // Half precision has the widening alone.
+  // Half precision has the widening and the narrowing alone.
   if constexpr (sizeof(From) == 2)
     return op == conversion::widen ? widen_halves(x, active, r) : every_lane;
+  else if constexpr (sizeof(To) == 2)
+    return op == conversion::narrow ? narrow<From, To>(rounding, x, active, fpsr, r) : every_lane;
   else
     switch (op) {
       case conversion::to_float:
@@ -179,6 +220,9 @@ template <class From, class To>
                          : to_integer<From, To, false>(x, active, fpsr, r);
       case conversion::widen:
         if constexpr (sizeof(From) == 4 && sizeof(To) == 8) return widen(x, active, r);
+        break;
+      case conversion::narrow:
+        if constexpr (sizeof(From) > sizeof(To)) return narrow<From, To>(rounding, x, active, fpsr, r);
         break;
       case conversion::round_int:
       case conversion::round_exact:
@@ -236,6 +280,8 @@ lane_set convert(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, F
 #endif
 
 template lane_set convert<uint16_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR,
+                                              uint32_t&, uint8_t*);
+template lane_set convert<uint32_t, uint16_t>(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR,
                                               uint32_t&, uint8_t*);
 template lane_set convert<uint32_t, uint32_t>(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR,
                                               uint32_t&, uint8_t*);

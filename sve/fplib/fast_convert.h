@@ -9,6 +9,8 @@
 //   fits the integer, inexact where a fraction was dropped;
 // - single to double precision: every number but a denormal, exactly;
 // - half to single precision: every number, exactly;
+// - to a narrower precision: numbers whose result is normal above the
+//   lowest binade, zeros and infinities, inexact where bits were dropped;
 // - rounding to an integral value: every number but a denormal under FZ,
 //   inexact (FRINTX only) where the value changed.
 //
@@ -31,6 +33,7 @@ enum class conversion : uint8_t {
   widen,        // FCVT from single to double or from half to single precision
   round_int,    // FRINTN, FRINTP, FRINTM, FRINTZ, FRINTI: under `rounding`
   round_exact,  // FRINTX: under `rounding`, inexact when the value changes
+  narrow,       // FCVT, FCVTX to a narrower precision, IEEE half: under `rounding`, to odd too
 };
 
 // The element of a conversion between A and B: the wider of the two; a
