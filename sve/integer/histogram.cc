@@ -4,6 +4,7 @@
 // bytes of the same 128-bit segment of Zm.
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/bytewise.h"
 #include "kernel_loop.h"
 
 namespace sve {
@@ -32,16 +33,15 @@ aarch64_decode_rc sve_histcnt_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg
   });
 }
 
-// Sixteen bytes of Zn at a time, compared with each byte of the same
-// segment of Zm in every lane at once.
+// Sixteen bytes of Zn at a time, compared with each rotation of the same
+// segment of Zm.
 aarch64_decode_rc sve_histseg_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-  using piece = uint8_t __attribute__((vector_size(16)));
   const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
   alignas(16) uint8_t tmp[sve_vl_bytes];
   for (unsigned i = 0; i < sve_vl_bytes; i += 16) {
-    piece x, count = {};
-    std::memcpy(&x, a + i, 16);
-    for (unsigned j = 0; j < 16; ++j) count -= piece(x == b[i + j]);
+    const byte_piece x = piece_at(a, i);
+    byte_piece count = {};
+    for_each_rotation(piece_at(b, i), [&](const byte_piece& rotated) { count -= byte_piece(x == rotated); });
     std::memcpy(tmp + i, &count, 16);
   }
   std::memcpy(s->z[zd.reg], tmp, sve_vl_bytes);
