@@ -5,78 +5,10 @@
 
 namespace sve::fast {
 
-#if defined(__x86_64__)
-
 namespace {
 
-// A number that converts as the host converts it: zero, normal or infinite.
-template <class T>
-[[gnu::always_inline]] inline bool number(T x) {
-  const T m = magnitude(x);
-  return (m <= fp_format<T>::infinity) & ((m == 0) | (m >= T(T(1) << fp_format<T>::F)));
-}
-
-// SCVTF, UCVTF: every active lane, under the rounding control of the FPCR.
-// Inactive lanes convert zero, which is exact.
-template <class From, class To, bool Signed>
-[[gnu::always_inline]] inline lane_set to_float(const uint8_t* x, const container<From, To>* active, FPSCR fpcr,
-                                                uint32_t& fpsr, container<From, To>* r) {
-  using C = container<From, To>;
-  using F = host_float<To>;
-  constexpr unsigned n = lanes<C>;
-  host_status host(mxcsr_clean | mxcsr_rounding(fpcr));
-  for (unsigned i = 0; i < n; ++i) {
-    const From v = From(lane<C>(x, i) & active[i]);
-    F f;
-    if constexpr (sizeof(From) == 4 && Signed)
-      f = F(int32_t(v));
-    else if constexpr (sizeof(From) == 4)  // exactly in double (zero as +0 in every mode), then rounded once
-      f = F(double(int32_t(v & 0x7fffffff)) + double(int32_t(v >> 31)) * 2147483648.0);
-    else if constexpr (Signed)
-      f = F(int64_t(v));
-    else
-      f = F(v);
-    // A compiler may convert an unsigned doubleword by subtracting a bias,
-    // whose exact zero is -0 when rounding down; such a result has no sign.
-    const To bits = Signed || sizeof(From) == 4 ? std::bit_cast<To>(f) : magnitude(std::bit_cast<To>(f));
-    r[i] = pick(active[i], C(bits), r[i]);
-  }
-  if (host.stop() & mx_inexact) fp_set_status(fpsr, FP_IXC);
-  return 0;
-}
-
-// FCVTZS, FCVTZU: the integral part, when it fits the integer. A number
-// whose integral part the host can hold converts exactly and raises
-// nothing on the host.
-template <class From, class To, bool Signed>
-[[gnu::always_inline]] inline lane_set to_integer(const uint8_t* x, const container<From, To>* active, uint32_t& fpsr,
-                                                  container<From, To>* r) {
-  using C = container<From, To>;
-  using F = host_float<From>;
-  using I = std::conditional_t<Signed, std::make_signed_t<To>, To>;
-  constexpr unsigned n = lanes<C>;
-  constexpr int bits = int(sizeof(To) * 8);
-  constexpr F low = Signed ? -F(uint64_t(1) << (bits - 1)) : F(0);
-  constexpr F high = Signed ? F(uint64_t(1) << (bits - 1)) : F(uint64_t(1) << (bits - 1)) * 2;  // beyond the range
-  C inexact = 0, any_left = 0;
-  alignas(32) C done[n];
-  alignas(32) F d[n], t[n];
-  for (unsigned i = 0; i < n; ++i) {
-    const From v = From(lane<C>(x, i));
-    done[i] = C(active[i] & mask<C>(number(v)));
-    t[i] = d[i] = std::bit_cast<F>(From(v & From(done[i])));
-  }
-  round_integral<FPRounding_ZERO>(t, n);
-  for (unsigned i = 0; i < n; ++i) {
-    done[i] &= mask<C>((t[i] >= low) & (t[i] < high));
-    const F held = std::bit_cast<F>(From(std::bit_cast<From>(t[i]) & From(done[i])));
-    r[i] = pick(done[i], C(I(held)), r[i]);
-    inexact |= C(done[i] & mask<C>(t[i] != d[i]));
-    any_left |= C(active[i] & ~done[i]);
-  }
-  if (inexact) fp_set_status(fpsr, FP_IXC);
-  return any_left ? left_lanes(active, done) : 0;
-}
+// The conversions between precisions are integer arithmetic on the bits,
+// the same on every host.
 
 // FCVT from single to double precision: every number but a denormal
 // widens exactly, by moving the fields into place in each 64-bit lane and
@@ -159,6 +91,96 @@ template <class From, class To>
   return any_left ? left_lanes(active, done) : 0;
 }
 
+// A conversion between precisions, or every lane for another.
+template <class From, class To>
+[[gnu::always_inline]] inline lane_set between_precisions(conversion op, FPRounding rounding, const uint8_t* x,
+                                                          const container<From, To>* active, uint32_t& fpsr,
+                                                          container<From, To>* r) {
+  if constexpr (sizeof(From) == 2 && sizeof(To) == 4) {
+    if (op == conversion::widen) return widen_halves(x, active, r);
+  } else if constexpr (sizeof(From) == 4 && sizeof(To) == 8) {
+    if (op == conversion::widen) return widen(x, active, r);
+  } else if constexpr (sizeof(From) > sizeof(To)) {
+    if (op == conversion::narrow) return narrow<From, To>(rounding, x, active, fpsr, r);
+  }
+  return every_lane;
+}
+
+}  // namespace
+
+#if defined(__x86_64__)
+
+namespace {
+
+// A number that converts as the host converts it: zero, normal or infinite.
+template <class T>
+[[gnu::always_inline]] inline bool number(T x) {
+  const T m = magnitude(x);
+  return (m <= fp_format<T>::infinity) & ((m == 0) | (m >= T(T(1) << fp_format<T>::F)));
+}
+
+// SCVTF, UCVTF: every active lane, under the rounding control of the FPCR.
+// Inactive lanes convert zero, which is exact.
+template <class From, class To, bool Signed>
+[[gnu::always_inline]] inline lane_set to_float(const uint8_t* x, const container<From, To>* active, FPSCR fpcr,
+                                                uint32_t& fpsr, container<From, To>* r) {
+  using C = container<From, To>;
+  using F = host_float<To>;
+  constexpr unsigned n = lanes<C>;
+  host_status host(mxcsr_clean | mxcsr_rounding(fpcr));
+  for (unsigned i = 0; i < n; ++i) {
+    const From v = From(lane<C>(x, i) & active[i]);
+    F f;
+    if constexpr (sizeof(From) == 4 && Signed)
+      f = F(int32_t(v));
+    else if constexpr (sizeof(From) == 4)  // exactly in double (zero as +0 in every mode), then rounded once
+      f = F(double(int32_t(v & 0x7fffffff)) + double(int32_t(v >> 31)) * 2147483648.0);
+    else if constexpr (Signed)
+      f = F(int64_t(v));
+    else
+      f = F(v);
+    // A compiler may convert an unsigned doubleword by subtracting a bias,
+    // whose exact zero is -0 when rounding down; such a result has no sign.
+    const To bits = Signed || sizeof(From) == 4 ? std::bit_cast<To>(f) : magnitude(std::bit_cast<To>(f));
+    r[i] = pick(active[i], C(bits), r[i]);
+  }
+  if (host.stop() & mx_inexact) fp_set_status(fpsr, FP_IXC);
+  return 0;
+}
+
+// FCVTZS, FCVTZU: the integral part, when it fits the integer. A number
+// whose integral part the host can hold converts exactly and raises
+// nothing on the host.
+template <class From, class To, bool Signed>
+[[gnu::always_inline]] inline lane_set to_integer(const uint8_t* x, const container<From, To>* active, uint32_t& fpsr,
+                                                  container<From, To>* r) {
+  using C = container<From, To>;
+  using F = host_float<From>;
+  using I = std::conditional_t<Signed, std::make_signed_t<To>, To>;
+  constexpr unsigned n = lanes<C>;
+  constexpr int bits = int(sizeof(To) * 8);
+  constexpr F low = Signed ? -F(uint64_t(1) << (bits - 1)) : F(0);
+  constexpr F high = Signed ? F(uint64_t(1) << (bits - 1)) : F(uint64_t(1) << (bits - 1)) * 2;  // beyond the range
+  C inexact = 0, any_left = 0;
+  alignas(32) C done[n];
+  alignas(32) F d[n], t[n];
+  for (unsigned i = 0; i < n; ++i) {
+    const From v = From(lane<C>(x, i));
+    done[i] = C(active[i] & mask<C>(number(v)));
+    t[i] = d[i] = std::bit_cast<F>(From(v & From(done[i])));
+  }
+  round_integral<FPRounding_ZERO>(t, n);
+  for (unsigned i = 0; i < n; ++i) {
+    done[i] &= mask<C>((t[i] >= low) & (t[i] < high));
+    const F held = std::bit_cast<F>(From(std::bit_cast<From>(t[i]) & From(done[i])));
+    r[i] = pick(done[i], C(I(held)), r[i]);
+    inexact |= C(done[i] & mask<C>(t[i] != d[i]));
+    any_left |= C(active[i] & ~done[i]);
+  }
+  if (inexact) fp_set_status(fpsr, FP_IXC);
+  return any_left ? left_lanes(active, done) : 0;
+}
+
 // FRINT*: every number but a denormal under FZ, which the architecture
 // flushes.
 template <class T, FPRounding Mode, bool Exact>
@@ -205,12 +227,9 @@ template <class From, class To>
 [[gnu::always_inline]] inline lane_set run(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
                                            const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr,
                                            container<From, To>* r) {
-  // Half precision has the widening and the narrowing alone.
-  if constexpr (sizeof(From) == 2)
-    return op == conversion::widen ? widen_halves(x, active, r) : every_lane;
-  else if constexpr (sizeof(To) == 2)
-    return op == conversion::narrow ? narrow<From, To>(rounding, x, active, fpsr, r) : every_lane;
-  else
+  if (op == conversion::widen || op == conversion::narrow)
+    return between_precisions<From, To>(op, rounding, x, active, fpsr, r);
+  if constexpr (sizeof(From) >= 4 && sizeof(To) >= 4) {
     switch (op) {
       case conversion::to_float:
         return is_signed ? to_float<From, To, true>(x, active, fpcr, fpsr, r)
@@ -218,19 +237,16 @@ template <class From, class To>
       case conversion::to_integer:
         return is_signed ? to_integer<From, To, true>(x, active, fpsr, r)
                          : to_integer<From, To, false>(x, active, fpsr, r);
-      case conversion::widen:
-        if constexpr (sizeof(From) == 4 && sizeof(To) == 8) return widen(x, active, r);
-        break;
-      case conversion::narrow:
-        if constexpr (sizeof(From) > sizeof(To)) return narrow<From, To>(rounding, x, active, fpsr, r);
-        break;
       case conversion::round_int:
       case conversion::round_exact:
         if constexpr (sizeof(From) == sizeof(To))
           return op == conversion::round_exact ? round_int<From, true>(rounding, x, active, fpcr, fpsr, r)
                                                : round_int<From, false>(rounding, x, active, fpcr, fpsr, r);
         break;
+      default:
+        break;
     }
+  }
   return every_lane;
 }
 
@@ -271,10 +287,16 @@ lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8
 
 #else
 
-// Other hosts convert with their own instructions or the library.
+// Other hosts convert between integers and floating point, and round to
+// integral values, with their own instructions or the library; the
+// conversions between precisions are the same as on x86.
 template <class From, class To>
-lane_set convert(conversion, bool, FPRounding, const uint8_t*, const uint8_t*, FPSCR, uint32_t&, uint8_t*) {
-  return every_lane;
+lane_set convert(conversion op, bool, FPRounding rounding, const uint8_t* x, const uint8_t* pg, FPSCR,
+                 uint32_t& fpsr, uint8_t* d) {
+  if (!fp_fast_path.load(std::memory_order_relaxed) || (op != conversion::widen && op != conversion::narrow))
+    return every_lane;
+  frame<container<From, To>> f(pg, d);
+  return f.finish(between_precisions<From, To>(op, rounding, x, f.active, fpsr, f.r), d);
 }
 
 #endif
