@@ -27,22 +27,18 @@ To convert(cpu_state* s, From x) {
   });
 }
 
-// FCVTLT: the sources, moved to the bottom halves, take the whole-vector
-// widening of FCVT first.
+// FCVTLT: the top half of each active element of Zn, widened.
 template <class Narrow, class Wide>
 aarch64_decode_rc widen_top(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
-  alignas(32) uint8_t x[sve_vl_bytes];
   const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
-  constexpr unsigned bits = 8 * sizeof(Narrow);
-  for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(Wide)) store<Wide>(x + i, load<Wide>(a + i) >> bits);
   uint8_t* d = s->z[zd.reg];
   return fp_kernel_vector<Wide>(
       d, p,
       [&] {
-        return fast::convert<Narrow, Wide>(fast::conversion::widen, false, FPRounding_TIEEVEN, x, p,
+        return fast::convert<Narrow, Wide>(fast::conversion::widen_top, false, FPRounding_TIEEVEN, a, p,
                                            s->fpcr | s->fpcr_high, s->fpsr, d);
       },
-      [&](unsigned i) { return convert<Narrow, Wide, false>(s, load<Narrow>(x + sizeof(Wide) * i)); });
+      [&](unsigned i) { return convert<Narrow, Wide, false>(s, load<Narrow>(a + sizeof(Wide) * i + sizeof(Narrow))); });
 }
 
 // FCVTNT, FCVTXNT (Top) and FCVTX: each active element of Zn narrowed into
@@ -81,9 +77,9 @@ using namespace sve;
 // conversion.
 #define FP_TOP_CONVERSIONS(X)                                                           \
   X(sve2_31_13, ExtndTopHVM, F32, "01100100 10 0010 01 101 ggg nnnnn ddddd", direct,    \
-    (vm<widen_top<uint16_t, uint32_t>>), "fcvtlt z0.s, p0/m, z1.h")                                    \
+    (vm<widen_top<uint16_t, uint32_t>>), "fcvtlt z0.s, p0/m, z1.h")                     \
   X(sve2_31_13, ExtndTopFVM, D64, "01100100 11 0010 11 101 ggg nnnnn ddddd", direct,    \
-    (vm<widen_top<uint32_t, uint64_t>>), "fcvtlt z0.d, p0/m, z1.s")                                  \
+    (vm<widen_top<uint32_t, uint64_t>>), "fcvtlt z0.d, p0/m, z1.s")                     \
   X(sve2_31_13, TruncTopFVM, H32, "01100100 10 0010 00 101 ggg nnnnn ddddd", direct,    \
     (vm<narrow<uint32_t, uint16_t, false, true>>), "fcvtnt z0.h, p0/m, z1.s")           \
   X(sve2_31_13, TruncTopDVM, F64, "01100100 11 0010 10 101 ggg nnnnn ddddd", direct,    \

@@ -14,7 +14,9 @@ namespace {
 // widens exactly, by moving the fields into place in each 64-bit lane and
 // rebiasing a normal exponent (or that of an infinity) by integer
 // arithmetic, which needs no narrowing of the lanes for the host's own
-// conversion.
+// conversion. The source is the low half of each lane shifted right by
+// From (0, or 32 for the top half).
+template <unsigned From>
 [[gnu::always_inline]] inline lane_set widen(const uint8_t* x, const uint64_t* active, uint64_t* r) {
   constexpr unsigned n = lanes<uint64_t>;
   using s = fp_format<uint32_t>;
@@ -26,7 +28,7 @@ namespace {
   uint64_t any_left = 0;
   alignas(32) uint64_t done[n];
   for (unsigned i = 0; i < n; ++i) {
-    const uint64_t v = lane<uint64_t>(x, i);
+    const uint64_t v = lane<uint64_t>(x, i) >> From;
     const uint64_t m = v & (infinity | (min_normal - 1));
     const uint64_t normal = mask<uint64_t>(m - min_normal < infinity - min_normal), inf = mask<uint64_t>(m == infinity);
     done[i] = active[i] & (normal | inf | mask<uint64_t>(m == 0));
@@ -38,13 +40,15 @@ namespace {
 }
 
 // FCVT from half to single precision: every number, denormals too, which
-// FZ16 leaves alone in a conversion, exactly.
+// FZ16 leaves alone in a conversion, exactly; from a half of each lane as
+// `widen`.
+template <unsigned From>
 [[gnu::always_inline]] inline lane_set widen_halves(const uint8_t* x, const uint32_t* active, uint32_t* r) {
   constexpr unsigned n = lanes<uint32_t>;
   uint32_t any_left = 0;
   alignas(32) uint32_t done[n];
   for (unsigned i = 0; i < n; ++i) {
-    const uint16_t v = uint16_t(lane<uint32_t>(x, i));
+    const uint16_t v = uint16_t(lane<uint32_t>(x, i) >> From);
     done[i] = active[i] & ~uint32_t(int16_t(is_nan(v)));
     r[i] = pick(done[i], std::bit_cast<uint32_t>(widen_half(uint16_t(v & done[i]))), r[i]);
     any_left |= active[i] & ~done[i];
@@ -92,14 +96,19 @@ template <class From, class To>
 }
 
 // A conversion between precisions, or every lane for another.
+constexpr bool between(conversion op) {
+  return op == conversion::widen || op == conversion::widen_top || op == conversion::narrow;
+}
 template <class From, class To>
 [[gnu::always_inline]] inline lane_set between_precisions(conversion op, FPRounding rounding, const uint8_t* x,
                                                           const container<From, To>* active, uint32_t& fpsr,
                                                           container<From, To>* r) {
   if constexpr (sizeof(From) == 2 && sizeof(To) == 4) {
-    if (op == conversion::widen) return widen_halves(x, active, r);
+    if (op == conversion::widen) return widen_halves<0>(x, active, r);
+    if (op == conversion::widen_top) return widen_halves<16>(x, active, r);
   } else if constexpr (sizeof(From) == 4 && sizeof(To) == 8) {
-    if (op == conversion::widen) return widen(x, active, r);
+    if (op == conversion::widen) return widen<0>(x, active, r);
+    if (op == conversion::widen_top) return widen<32>(x, active, r);
   } else if constexpr (sizeof(From) > sizeof(To)) {
     if (op == conversion::narrow) return narrow<From, To>(rounding, x, active, fpsr, r);
   }
@@ -227,7 +236,7 @@ template <class From, class To>
 [[gnu::always_inline]] inline lane_set run(conversion op, bool is_signed, FPRounding rounding, const uint8_t* x,
                                            const container<From, To>* active, FPSCR fpcr, uint32_t& fpsr,
                                            container<From, To>* r) {
-  if (op == conversion::widen || op == conversion::narrow)
+  if (between(op))
     return between_precisions<From, To>(op, rounding, x, active, fpsr, r);
   if constexpr (sizeof(From) >= 4 && sizeof(To) >= 4) {
     switch (op) {
@@ -293,8 +302,7 @@ lane_set convert(conversion op, bool is_signed, FPRounding rounding, const uint8
 template <class From, class To>
 lane_set convert(conversion op, bool, FPRounding rounding, const uint8_t* x, const uint8_t* pg, FPSCR,
                  uint32_t& fpsr, uint8_t* d) {
-  if (!fp_fast_path.load(std::memory_order_relaxed) || (op != conversion::widen && op != conversion::narrow))
-    return every_lane;
+  if (!fp_fast_path.load(std::memory_order_relaxed) || !between(op)) return every_lane;
   frame<container<From, To>> f(pg, d);
   return f.finish(between_precisions<From, To>(op, rounding, x, f.active, fpsr, f.r), d);
 }

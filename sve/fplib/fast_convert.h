@@ -31,6 +31,7 @@ enum class conversion : uint8_t {
   to_float,     // SCVTF, UCVTF: From is an integer, signed or not
   to_integer,   // FCVTZS, FCVTZU: To is an integer, signed or not
   widen,        // FCVT from single to double or from half to single precision
+  widen_top,    // FCVTLT: as widen, from the top half of each element
   round_int,    // FRINTN, FRINTP, FRINTM, FRINTZ, FRINTI: under `rounding`
   round_exact,  // FRINTX: under `rounding`, inexact when the value changes
   narrow,       // FCVT, FCVTX to a narrower precision, IEEE half: under `rounding`, to odd too

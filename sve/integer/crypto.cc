@@ -170,12 +170,14 @@ aarch64_decode_rc bits_by_mask(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn,
 }  // namespace
 
 aarch64_decode_rc sve_aese_zz(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm) {
-  uint8_t *d = s->z[zdn.reg], *k = s->z[zm.reg];
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t* k = s->z[zm.reg];
   if (!host::aes_blocks(host::aes_step::encrypt, d, k)) sub_shift<false>(d, k);
   return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_aesd_zz(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm) {
-  uint8_t *d = s->z[zdn.reg], *k = s->z[zm.reg];
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t* k = s->z[zm.reg];
   if (!host::aes_blocks(host::aes_step::decrypt, d, k)) sub_shift<true>(d, k);
   return aarch64_decode_ok;
 }
