@@ -27,46 +27,37 @@ To convert(cpu_state* s, From x) {
   });
 }
 
-// FCVTLT from half precision: the top half of each active element of Zn,
-// widened.
-aarch64_decode_rc widen_top_half(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
-  alignas(16) uint8_t tmp[sve_vl_bytes];
-  uint8_t* d = s->z[zd.reg];
+// FCVTLT: the top half of each active element of Zn, widened.
+template <class Narrow, class Wide>
+aarch64_decode_rc widen_top(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
   const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
-  for (unsigned i = 0; i < sve_vl_bytes; i += 4)
-    store<uint32_t>(tmp + i, (p[i] & 1) ? convert<uint16_t, uint32_t, false>(s, load<uint16_t>(a + i + 2))
-                                        : load<uint32_t>(d + i));
-  std::memcpy(d, tmp, sve_vl_bytes);
-  return aarch64_decode_ok;
-}
-
-// FCVTLT from single to double precision: the sources, moved to the bottom
-// halves, take the whole-vector widening of FCVT first.
-aarch64_decode_rc widen_top_single(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
-  alignas(32) uint8_t x[sve_vl_bytes];
-  const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
-  for (unsigned i = 0; i < sve_vl_bytes; i += 8) store<uint64_t>(x + i, load<uint64_t>(a + i) >> 32);
   uint8_t* d = s->z[zd.reg];
-  return fp_kernel_vector<uint64_t>(
+  return fp_kernel_vector<Wide>(
       d, p,
       [&] {
-        return fast::convert<uint32_t, uint64_t>(fast::conversion::widen, false, FPRounding_TIEEVEN, x, p,
-                                                 s->fpcr | s->fpcr_high, s->fpsr, d);
+        return fast::convert<Narrow, Wide>(fast::conversion::widen_top, false, FPRounding_TIEEVEN, a, p,
+                                           s->fpcr | s->fpcr_high, s->fpsr, d);
       },
-      [&](unsigned i) { return convert<uint32_t, uint64_t, false>(s, load<uint32_t>(x + 8 * i)); });
+      [&](unsigned i) { return convert<Narrow, Wide, false>(s, load<Narrow>(a + sizeof(Wide) * i + sizeof(Narrow))); });
 }
 
 // FCVTNT, FCVTXNT (Top) and FCVTX: each active element of Zn narrowed into
-// a half of the element of Zd.
+// a half of the element of Zd. The whole-vector narrowing puts its results
+// in the bottom halves of `t`, from which they move to their place; the
+// lanes that it leaves take the library.
 template <class Wide, class Narrow, bool Odd, bool Top>
 aarch64_decode_rc narrow(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
-  alignas(16) uint8_t tmp[sve_vl_bytes];
+  alignas(32) uint8_t tmp[sve_vl_bytes], t[sve_vl_bytes];
   uint8_t* d = s->z[zd.reg];
   const uint8_t *a = s->z[zn.reg], *p = s->p[pg.reg];
+  const FPSCR fpcr = s->fpcr | s->fpcr_high;
+  const fast::lane_set left = fast::convert<Wide, Narrow>(
+      fast::conversion::narrow, false, Odd ? FPRounding_ODD : FPRounding(fpcr >> 22 & 3), a, p, fpcr, s->fpsr, t);
   std::memcpy(tmp, d, sve_vl_bytes);
   for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(Wide)) {
     if (!(p[i] & 1)) continue;
-    const Narrow r = convert<Wide, Narrow, Odd>(s, load<Wide>(a + i));
+    const Narrow r = left >> (i / sizeof(Wide)) & 1 ? convert<Wide, Narrow, Odd>(s, load<Wide>(a + i))
+                                                    : load<Narrow>(t + i);
     if (Top)
       store<Narrow>(tmp + i + sizeof(Narrow), r);
     else
@@ -86,9 +77,9 @@ using namespace sve;
 // conversion.
 #define FP_TOP_CONVERSIONS(X)                                                           \
   X(sve2_31_13, ExtndTopHVM, F32, "01100100 10 0010 01 101 ggg nnnnn ddddd", direct,    \
-    (vm<widen_top_half>), "fcvtlt z0.s, p0/m, z1.h")                                    \
+    (vm<widen_top<uint16_t, uint32_t>>), "fcvtlt z0.s, p0/m, z1.h")                     \
   X(sve2_31_13, ExtndTopFVM, D64, "01100100 11 0010 11 101 ggg nnnnn ddddd", direct,    \
-    (vm<widen_top_single>), "fcvtlt z0.d, p0/m, z1.s")                                  \
+    (vm<widen_top<uint32_t, uint64_t>>), "fcvtlt z0.d, p0/m, z1.s")                     \
   X(sve2_31_13, TruncTopFVM, H32, "01100100 10 0010 00 101 ggg nnnnn ddddd", direct,    \
     (vm<narrow<uint32_t, uint16_t, false, true>>), "fcvtnt z0.h, p0/m, z1.s")           \
   X(sve2_31_13, TruncTopDVM, F64, "01100100 11 0010 10 101 ggg nnnnn ddddd", direct,    \

@@ -8,6 +8,9 @@
 // - floating point to integer towards zero: numbers whose integral part
 //   fits the integer, inexact where a fraction was dropped;
 // - single to double precision: every number but a denormal, exactly;
+// - half to single precision: every number, exactly;
+// - to a narrower precision: numbers whose result is normal above the
+//   lowest binade, zeros and infinities, inexact where bits were dropped;
 // - rounding to an integral value: every number but a denormal under FZ,
 //   inexact (FRINTX only) where the value changed.
 //
@@ -27,9 +30,11 @@ namespace sve::fast {
 enum class conversion : uint8_t {
   to_float,     // SCVTF, UCVTF: From is an integer, signed or not
   to_integer,   // FCVTZS, FCVTZU: To is an integer, signed or not
-  widen,        // FCVT from single to double precision
+  widen,        // FCVT from single to double or from half to single precision
+  widen_top,    // FCVTLT: as widen, from the top half of each element
   round_int,    // FRINTN, FRINTP, FRINTM, FRINTZ, FRINTI: under `rounding`
   round_exact,  // FRINTX: under `rounding`, inexact when the value changes
+  narrow,       // FCVT, FCVTX to a narrower precision, IEEE half: under `rounding`, to odd too
 };
 
 // The element of a conversion between A and B: the wider of the two; a

@@ -9,15 +9,6 @@ namespace sve::fast {
 
 namespace {
 
-// A half, exactly in single precision: a denormal is its fraction times
-// 2^-24.
-[[gnu::always_inline]] inline float widen(uint16_t h) {
-  const uint32_t sign = uint32_t(h >> 15) << 31, e = h >> 10 & 31, f = h & 0x3ff;
-  const uint32_t normal = sign | (e + 112) << 23 | f << 13;
-  const uint32_t small = sign | std::bit_cast<uint32_t>(float(int32_t(f)) * 0x1p-24f);
-  return std::bit_cast<float>(pick(mask<uint32_t>(e != 0), normal, small));
-}
-
 template <vop Op>
 [[gnu::always_inline]] inline lane_set run(const uint8_t* x, const uint8_t* y, const uint16_t* active, uint16_t fz16,
                                            uint32_t& fpsr, uint16_t* r) {
@@ -28,7 +19,7 @@ template <vop Op>
   for (unsigned i = 0; i < n; ++i) {
     const uint16_t a = lane<uint16_t>(x, i), b = lane<uint16_t>(y, i);
     const uint16_t take = uint16_t(active[i] & ~(unusual(a, fz16) | unusual(b, fz16) | is_inf(a) | is_inf(b)));
-    const float fa = widen(uint16_t(a & take)), fb = widen(uint16_t(b & take));
+    const float fa = widen_half(uint16_t(a & take)), fb = widen_half(uint16_t(b & take));
     const float s = Op == vop::add ? fa + fb : Op == vop::sub ? fa - fb : fa * fb;
     const float err = Op == vop::mul ? 0.0f : sum_error(fa, Op == vop::sub ? -fb : fb, s);
     const uint32_t m = std::bit_cast<uint32_t>(s) & 0x7fffffff;

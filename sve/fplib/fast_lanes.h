@@ -116,6 +116,17 @@ lane_set left_lanes(const T* active, const T* done) {
   return left;
 }
 
+// A half that is no NaN, exactly in single precision: a denormal is its
+// fraction times 2^-24 (a conversion and a product that are exact under
+// any rounding), an infinity takes the other format's top exponent.
+[[gnu::always_inline]] inline float widen_half(uint16_t h) {
+  const uint32_t sign = uint32_t(h >> 15) << 31, e = h >> 10 & 31, f = h & 0x3ff;
+  const uint32_t rebias = 127 - 15 + (mask<uint32_t>(e == 31) & (255 - 31 - (127 - 15)));
+  const uint32_t normal = sign | (e + rebias) << 23 | f << 13;
+  const uint32_t small = sign | std::bit_cast<uint32_t>(float(int32_t(f)) * 0x1p-24f);
+  return std::bit_cast<float>(pick(mask<uint32_t>(e != 0), normal, small));
+}
+
 // The exact error of a sum: a + b == s + err when s is the sum rounded to
 // nearest (TwoSum). An error term that overflowed is no number.
 template <class F>

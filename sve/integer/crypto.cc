@@ -6,6 +6,7 @@
 
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/host_kernels.h"
 #include "kernel_loop.h"
 
 namespace sve {
@@ -63,37 +64,49 @@ constexpr std::array<uint8_t, 256> sm4_sbox = [] {
 }();
 static_assert(sm4_sbox[0] == 0xd6 && sm4_sbox[255] == 0x48 && aes_sbox[0] == 0x63 && aes_sbox[255] == 0x16);
 
-using block = std::array<uint8_t, 16>;
-
 // Byte r + 4c of a block is row r of column c. ShiftRows rotates row r left
-// by r columns, InvShiftRows right; each S-box goes with its own shift.
+// by r columns, InvShiftRows right: the byte of the block that each byte
+// takes. Each S-box goes with its own shift.
 template <bool Inverse>
-block sub_shift(const block& in) {
-  const auto& box = Inverse ? aes_inverse_sbox : aes_sbox;
-  block out;
+constexpr std::array<uint8_t, 16> shifted_from = [] {
+  std::array<uint8_t, 16> t{};
   for (unsigned r = 0; r < 4; ++r)
-    for (unsigned c = 0; c < 4; ++c) {
-      const unsigned from = Inverse ? (c + 4 - r) % 4 : (c + r) % 4;
-      out[r + 4 * c] = box[in[r + 4 * from]];
-    }
-  return out;
+    for (unsigned c = 0; c < 4; ++c) t[r + 4 * c] = uint8_t(r + 4 * (Inverse ? (c + 4 - r) % 4 : (c + r) % 4));
+  return t;
+}();
+
+// AESE and AESD: the key added to every block, then the bytes substituted
+// and moved by the shift, one table look-up each.
+template <bool Inverse>
+void sub_shift(uint8_t* d, const uint8_t* k) {
+  const auto& box = Inverse ? aes_inverse_sbox : aes_sbox;
+  const auto& from = shifted_from<Inverse>;
+  alignas(16) uint8_t x[sve_vl_bytes];
+  for (unsigned i = 0; i < sve_vl_bytes; ++i) x[i] = d[i] ^ k[i];
+  for (unsigned i = 0; i < sve_vl_bytes; i += 16)
+    for (unsigned j = 0; j < 16; ++j) d[i + j] = box[x[i + from[j]]];
 }
 
-// MixColumns multiplies each column by the circulant matrix of (2 3 1 1),
-// InvMixColumns by that of (14 11 13 9).
+// MixColumns on the columns as little-endian words, four bytes at once:
+// with a_r row r, the column's row r is 2 a_r ^ 3 a_r+1 ^ a_r+2 ^ a_r+3 =
+// 2 (a_r ^ a_r+1) ^ a_r+1 ^ a_r+2 ^ a_r+3, where a rotation right by 8 bits
+// brings row r + 1 to row r, and doubling in GF(2^8) is a shift with the
+// polynomial added where the top bit fell out. InvMixColumns (14 11 13 9)
+// is MixColumns after the matrix (5 0 4 0): a_r ^= 4 (a_r ^ a_r+2).
+constexpr uint32_t rotr32(uint32_t x, unsigned n) { return x >> n | x << (32 - n); }
+constexpr uint32_t double_bytes(uint32_t x) { return (x & 0x7f7f7f7f) << 1 ^ (x >> 7 & 0x01010101) * 0x1b; }
+
 template <bool Inverse>
-block mix_columns(const block& in) {
-  constexpr uint8_t k[4] = {uint8_t(Inverse ? 14 : 2), uint8_t(Inverse ? 11 : 3), uint8_t(Inverse ? 13 : 1),
-                            uint8_t(Inverse ? 9 : 1)};
-  block out;
-  for (unsigned c = 0; c < 4; ++c)
-    for (unsigned r = 0; r < 4; ++r) {
-      uint8_t v = 0;
-      for (unsigned j = 0; j < 4; ++j) v ^= gf_mul(in[4 * c + j], k[(j + 4 - r) % 4], 0x11b);
-      out[4 * c + r] = v;
-    }
-  return out;
+void mix_columns(uint8_t* d) {
+  for (unsigned i = 0; i < sve_vl_bytes; i += 4) {
+    uint32_t w = load<uint32_t>(d + i);
+    if (Inverse) w ^= double_bytes(double_bytes(w ^ rotr32(w, 16)));
+    const uint32_t next = rotr32(w, 8);
+    store<uint32_t>(d + i, double_bytes(w ^ next) ^ next ^ rotr32(w, 16) ^ rotr32(w, 24));
+  }
 }
+
+using block = std::array<uint8_t, 16>;
 
 // Zd = f(segment of each source) for every 128-bit segment.
 template <class F, class... Src>
@@ -131,12 +144,6 @@ block sm4_rounds(const block& in, const block& k) {
   return out;
 }
 
-block xor_blocks(const block& a, const block& b) {
-  block r;
-  for (unsigned i = 0; i < 16; ++i) r[i] = a[i] ^ b[i];
-  return r;
-}
-
 // The bits of x at the ones of mask, packed from bit 0 up; and the low bits
 // of x spread to the ones of mask.
 constexpr uint64_t gather_bits(uint64_t x, uint64_t mask) {
@@ -163,18 +170,24 @@ aarch64_decode_rc bits_by_mask(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn,
 }  // namespace
 
 aarch64_decode_rc sve_aese_zz(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm) {
-  return by_segment(s->z[zdn.reg], [](const block& d, const block& k) { return sub_shift<false>(xor_blocks(d, k)); },
-                    s->z[zdn.reg], s->z[zm.reg]);
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t* k = s->z[zm.reg];
+  if (!host::aes_blocks(host::aes_step::encrypt, d, k)) sub_shift<false>(d, k);
+  return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_aesd_zz(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm) {
-  return by_segment(s->z[zdn.reg], [](const block& d, const block& k) { return sub_shift<true>(xor_blocks(d, k)); },
-                    s->z[zdn.reg], s->z[zm.reg]);
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t* k = s->z[zm.reg];
+  if (!host::aes_blocks(host::aes_step::decrypt, d, k)) sub_shift<true>(d, k);
+  return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_aesmc_z(cpu_state* s, aarch64_z_reg zdn) {
-  return by_segment(s->z[zdn.reg], mix_columns<false>, s->z[zdn.reg]);
+  if (!host::aes_blocks(host::aes_step::mix, s->z[zdn.reg], nullptr)) mix_columns<false>(s->z[zdn.reg]);
+  return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_aesimc_z(cpu_state* s, aarch64_z_reg zdn) {
-  return by_segment(s->z[zdn.reg], mix_columns<true>, s->z[zdn.reg]);
+  if (!host::aes_blocks(host::aes_step::inverse_mix, s->z[zdn.reg], nullptr)) mix_columns<true>(s->z[zdn.reg]);
+  return aarch64_decode_ok;
 }
 aarch64_decode_rc sve_sm4e_zz(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm) {
   return by_segment(s->z[zdn.reg], sm4_rounds<false>, s->z[zdn.reg], s->z[zm.reg]);

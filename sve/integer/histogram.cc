@@ -4,31 +4,48 @@
 // bytes of the same 128-bit segment of Zm.
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/bytewise.h"
 #include "kernel_loop.h"
 
 namespace sve {
 
+// HISTCNT by columns: each active element of Zm adds one to the count of
+// every element of Zn at or above its position that equals it, a loop
+// over the lanes that vectorises; inactive elements of Zn are zeroed last.
 aarch64_decode_rc sve_histcnt_zpzz(cpu_state* s, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn,
                                    aarch64_z_reg zm) {
   return by_size<Z_S, Z_D>(zd.elem, [&]<class T>(T) {
-    const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg], *b = s->z[zm.reg];
-    return all_loop<T>(s->z[zd.reg], [&](unsigned i) {
-      const T x = load<T>(a + i);
-      T count = 0;
-      for (unsigned j = 0; j <= i; j += sizeof(T)) count += T(g[j] & 1 & (load<T>(b + j) == x));
-      return T(count & (T(0) - T(g[i] & 1)));
-    });
+    constexpr unsigned n = sve_vl_bytes / sizeof(T), per_piece = 16 / sizeof(T);
+    const uint8_t *g = s->p[pg.reg], *b = s->z[zm.reg];
+    alignas(32) T x[n], count[n] = {};
+    std::memcpy(x, s->z[zn.reg], sve_vl_bytes);
+    for (unsigned j = 0; j < n; ++j) {
+      if (!(g[j * sizeof(T)] & 1)) continue;
+      const T y = load<T>(b + j * sizeof(T));
+      // From the sixteen bytes that hold lane j, lanes below j masked: the
+      // counts are read in the pieces in which they were last written,
+      // which the processor forwards.
+      const unsigned first = j / per_piece * per_piece;
+      for (unsigned i = first; i < first + per_piece; ++i) count[i] += T((x[i] == y) & (i >= j));
+      for (unsigned i = first + per_piece; i < n; ++i) count[i] += T(x[i] == y);
+    }
+    return all_loop<T>(s->z[zd.reg], [&](unsigned i) { return T(count[i / sizeof(T)] & active_mask<T>(g, i)); });
   });
 }
 
+// Sixteen bytes of Zn at a time, compared with each rotation of the same
+// segment of Zm.
 aarch64_decode_rc sve_histseg_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
   const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
-  return all_loop<uint8_t>(s->z[zd.reg], [&](unsigned i) {
-    const uint8_t* segment = b + (i & ~15u);
-    uint8_t count = 0;
-    for (unsigned j = 0; j < 16; ++j) count += uint8_t(segment[j] == a[i]);
-    return count;
-  });
+  alignas(16) uint8_t tmp[sve_vl_bytes];
+  for (unsigned i = 0; i < sve_vl_bytes; i += 16) {
+    const byte_piece x = piece_at(a, i);
+    byte_piece count = {};
+    for_each_rotation(piece_at(b, i), [&](const byte_piece& rotated) { count -= byte_piece(x == rotated); });
+    std::memcpy(tmp + i, &count, 16);
+  }
+  std::memcpy(s->z[zd.reg], tmp, sve_vl_bytes);
+  return aarch64_decode_ok;
 }
 
 // Zd 4:0, Pg 12:10 zeroing, Zn 9:5, Zm 20:16.

@@ -2,28 +2,38 @@
 // 128-bit segment of Zm, or none, as a predicate that zeroes inactive
 // elements, with the flags of the result against Pg, as compares set them.
 #include "../decode/families.h"
+#include "../support/bytewise.h"
 #include "predicate_shapes.h"
 
 namespace sve {
 
 namespace {
 
+// Sixteen bytes of Zn at a time, compared with each rotation of the same
+// segment of Zm, in the compiler's vector type: whole-register compares
+// and shuffles on any host.
+using halfword_piece = uint16_t __attribute__((vector_size(16)));
+
 template <bool Negate>
 aarch64_decode_rc match_kernel(cpu_state* s, aarch64_p_reg pd, aarch64_p_reg pg, aarch64_z_reg zn, aarch64_z_reg zm) {
   return by_size<Z_B, Z_H>(pd.elem, [&]<class T>(T) {
+    using piece = std::conditional_t<sizeof(T) == 1, byte_piece, halfword_piece>;
     pred_bytes r;
     const uint8_t *g = s->p[pg.reg], *a = s->z[zn.reg], *b = s->z[zm.reg];
-    T any = 0;
-    for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) {
-      const uint8_t* segment = b + (i & ~15u);
-      const T x = load<T>(a + i);
-      T found = 0;
-      for (unsigned j = 0; j < 16; j += sizeof(T)) found |= T(load<T>(segment + j) == x);
-      const T v = T(load<T>(g + i) & 1 & (found ^ T(Negate)));
-      store<T>(r.b + i, v);
+    piece any = {};
+    for (unsigned i = 0; i < sve_vl_bytes; i += 16) {
+      piece x, y, active, found = {};
+      std::memcpy(&x, a + i, 16);
+      std::memcpy(&y, b + i, 16);
+      std::memcpy(&active, g + i, 16);
+      for_each_rotation(y, [&](const piece& rotated) { found |= piece(x == rotated); });
+      const piece v = active & 1 & (Negate ? ~found : found);
+      std::memcpy(r.b + i, &v, 16);
       any |= v;
     }
-    sve_ptest<T>(s, g, r.b, any != 0);
+    bool some = false;
+    for (unsigned k = 0; k < 16 / sizeof(T); ++k) some |= any[k] != 0;
+    sve_ptest<T>(s, g, r.b, some);
     std::memcpy(s->p[pd.reg], r.b, sve_vl_bytes);
     return aarch64_decode_ok;
   });

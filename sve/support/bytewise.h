@@ -104,4 +104,21 @@ inline unsigned bytewise_count(Op op, const Src*... src) {
   return unsigned(fields * 0x0001000100010001 >> 48);
 }
 
+// v rotated by K elements: element (i + K) mod n in lane i.
+template <size_t K, class V, size_t... I>
+[[gnu::always_inline]] inline V rotated(const V& v, std::index_sequence<I...>) {
+  return V(__builtin_shufflevector(v, v, ((I + K) % sizeof...(I))...));
+}
+
+// f(v rotated by k elements) for each k of the 16-byte piece v: every
+// element of the segment brought to every lane in turn, one shuffle each,
+// for the instructions that compare each element with all of a segment.
+template <class V, class F>
+[[gnu::always_inline]] inline void for_each_rotation(const V& v, F&& f) {
+  constexpr size_t n = sizeof(V) / sizeof(v[0]);
+  [&]<size_t... K>(std::index_sequence<K...>) {
+    (f(rotated<K>(v, std::make_index_sequence<n>{})), ...);
+  }(std::make_index_sequence<n>{});
+}
+
 }  // namespace sve

@@ -5,6 +5,17 @@
 
 namespace sve::host {
 
+#if defined(__x86_64__)
+namespace {
+
+bool capped_at_baseline() {
+  const char* cap = std::getenv("SVE_HOST_ISA");
+  return cap && std::strcmp(cap, "baseline") == 0;
+}
+
+}  // namespace
+#endif
+
 level find_level() {
 #if defined(__x86_64__)
   __builtin_cpu_init();
@@ -14,12 +25,21 @@ level find_level() {
   if (has == level::avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw"))
     has = level::avx512;
+  if (capped_at_baseline()) return level::baseline;
   const char* cap = std::getenv("SVE_HOST_ISA");
-  if (cap && std::strcmp(cap, "baseline") == 0) return level::baseline;
   if (cap && std::strcmp(cap, "avx2") == 0 && has > level::avx2) return level::avx2;
   return has;
 #else
   return level::baseline;
+#endif
+}
+
+bool find_aes() {
+#if defined(__x86_64__)
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("aes") && !capped_at_baseline();
+#else
+  return false;
 #endif
 }
 

@@ -94,6 +94,29 @@ template <class T>
   }
 }
 
+// The AES steps by the host's instructions, whose rounds put the steps in
+// another order: AESENCLAST and AESDECLAST with a zero key are (Inv)ShiftRows
+// and (Inv)SubBytes alone, which AESE and AESD take after the key; AESENC
+// with a zero key after AESDECLAST with one leaves MixColumns alone, the
+// byte steps undoing each other; AESIMC is InvMixColumns.
+template <aes_step Step>
+[[gnu::target("aes")]] void aes_ni(uint8_t* d, const uint8_t* k) {
+  const __m128i zero = _mm_setzero_si128();
+  for (unsigned i = 0; i < sve_vl_bytes; i += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d + i));
+    __m128i r;
+    if constexpr (Step == aes_step::encrypt || Step == aes_step::decrypt) {
+      const __m128i v = _mm_xor_si128(x, _mm_loadu_si128(reinterpret_cast<const __m128i*>(k + i)));
+      r = Step == aes_step::encrypt ? _mm_aesenclast_si128(v, zero) : _mm_aesdeclast_si128(v, zero);
+    } else if constexpr (Step == aes_step::mix) {
+      r = _mm_aesenc_si128(_mm_aesdeclast_si128(x, zero), zero);
+    } else {
+      r = _mm_aesimc_si128(x);
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), r);
+  }
+}
+
 }  // namespace
 
 bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p) {
@@ -118,8 +141,20 @@ bool shift_doublewords(shift_kind kind, uint8_t* d, const uint8_t* count, const 
   return true;
 }
 
+bool aes_blocks(aes_step step, uint8_t* d, const uint8_t* k) {
+  if (!has_aes()) return false;
+  switch (step) {
+    case aes_step::encrypt: aes_ni<aes_step::encrypt>(d, k); break;
+    case aes_step::decrypt: aes_ni<aes_step::decrypt>(d, k); break;
+    case aes_step::mix: aes_ni<aes_step::mix>(d, k); break;
+    case aes_step::inverse_mix: aes_ni<aes_step::inverse_mix>(d, k); break;
+  }
+  return true;
+}
+
 #else
 
+bool aes_blocks(aes_step, uint8_t*, const uint8_t*) { return false; }
 bool shift_doublewords(shift_kind, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
 bool table_lookup(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
 bool compact_elements(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }

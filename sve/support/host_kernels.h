@@ -34,4 +34,10 @@ bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_
 // to end; m is not d.
 bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from);
 
+// The AES steps on each 16-byte block of d, in place: AESE and AESD with the
+// round key k (the same block of the second register), AESMC and AESIMC,
+// which take no key (k unused).
+enum class aes_step { encrypt, decrypt, mix, inverse_mix };
+bool aes_blocks(aes_step step, uint8_t* d, const uint8_t* k);
+
 }  // namespace sve::host

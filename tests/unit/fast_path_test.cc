@@ -111,6 +111,13 @@ TEST(FastPath, ConversionLimitsAgreeWithTheExactLibrary) {
       {"a denormal under FZ", "VecF32FRIntPVM", vm, FZ, 0, 0x00000001, 0, true},
       {"an inexact rounding towards zero", "VecF32FRIntXVM", vm, TO_ZERO, 0, 0x40200000, 0, true},
       {"inexact only in an inactive lane", "VecF32FRIntXVM", vm, 0, 0, 0x40000000, 0, false},
+      {"a tie that overflows half precision", "VecH32TruncTopFVM", vm, 0, 0, 0x477ff000, 0, true},
+      {"just below the smallest normal half", "VecH32TruncTopFVM", vm, 0, 0, 0x387fffff, 0, true},
+      {"rounded up into the second binade", "VecH32TruncTopFVM", vm, 0, 0, 0x38ffffff, 0, true},
+      {"minus the largest half, rounded down", "VecH32TruncTopFVM", vm, DOWN, 0, 0xc77fe001, 0, true},
+      {"a single denormal under FZ", "VecH32TruncTopFVM", vm, FZ, 0, 0x00000001, 0, true},
+      {"a half denormal from the top under FZ16", "VecF32ExtndTopHVM", vm, FZ16, 0, 0x80010000, 0, true},
+      {"a half infinity from the top", "VecF32ExtndTopHVM", vm, 0, 0, 0xfc000000, 0, true},
   };
   for (const lane_case& c : single) agrees_with_exact<uint32_t>(c);
   const lane_case dbl[] = {
@@ -127,6 +134,11 @@ TEST(FastPath, ConversionLimitsAgreeWithTheExactLibrary) {
       {"the smallest normal single widened", "VecD64ExtndFVM", vm, 0, 0, 0x00800000, 0, true},
       {"a denormal single widened under FZ", "VecD64ExtndFVM", vm, FZ, 0, 0x807fffff, 0, true},
       {"minus a half rounded by FPCR, up", "VecD64FRIntIVM", vm, UP, 0, 0xbfe0000000000000, 0, true},
+      {"a tie that overflows single precision", "VecF64TruncTopDVM", vm, 0, 0, 0x47effffff0000000, 0, true},
+      {"the same tie rounded to odd", "VecF64TruncOddTopDVM", vm, 0, 0, 0x47effffff0000000, 0, true},
+      {"just below the smallest normal single, to odd", "VecF64TruncOddDVM", vm, 0, 0, 0x380fffffffffffff, 0, true},
+      {"rounded up into the second binade", "VecF64TruncTopDVM", vm, UP, 0, 0x381fffffffffffff, 0, true},
+      {"an exact narrowing", "VecF64TruncTopDVM", vm, 0, 0, 0xc000000000000000, 0, true},
   };
   for (const lane_case& c : dbl) agrees_with_exact<uint64_t>(c);
 }
