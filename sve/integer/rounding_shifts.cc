@@ -14,6 +14,7 @@
 // Saturation sets no flag.
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/host_kernels.h"
 #include "kernel_loop.h"
 
 namespace sve {
@@ -24,35 +25,37 @@ template <class T>
 constexpr unsigned ebits = sizeof(T) * 8;
 
 // A count reduced below the element width, which keeps the C++ shift
-// defined; the callers choose the result of a larger count themselves.
-template <class T>
-constexpr unsigned masked(unsigned n) {
-  return n & (ebits<T> - 1);
+// defined; the callers choose the result of a larger count themselves. A
+// count is unsigned, of any width: the shifts by a vector take it at the
+// element's own width, so that their loops vectorise.
+template <class T, class N>
+constexpr N masked(N n) {
+  return N(n & (ebits<T> - 1));
 }
 
 // v << n; 0 once n reaches the width. Narrow elements shift as unsigned int,
 // whose promotion keeps the shift defined.
-template <class T>
-T left(T v, unsigned n) {
+template <class T, class N>
+T left(T v, N n) {
   using W = std::conditional_t<(sizeof(T) < sizeof(unsigned)), unsigned, T>;
   return n < ebits<T> ? T(W(v) << masked<T>(n)) : T(0);
 }
 
 // v >> n, arithmetic or logical, for any n: past the width only the sign
 // fill (or 0) is left.
-template <bool Signed, class T>
-T right(T v, unsigned n) {
-  if constexpr (Signed) return T(signed_t<T>(v) >> (n < ebits<T> ? n : ebits<T> - 1));
+template <bool Signed, class T, class N>
+T right(T v, N n) {
+  if constexpr (Signed) return T(signed_t<T>(v) >> (n < ebits<T> ? n : N(ebits<T> - 1)));
   return n < ebits<T> ? T(v >> masked<T>(n)) : T(0);
 }
 
 // (v + 2^(n-1)) >> n for n >= 1, without the sum: the last bit shifted out
 // is added to the value shifted one place less and halved. The result is at
 // most half the element's range, so it always fits.
-template <bool Signed, class T>
-T right_rounded(T v, unsigned n) {
-  T x = right<Signed>(v, n - 1);
-  return T(right<Signed>(x, 1) + (x & 1));
+template <bool Signed, class T, class N>
+T right_rounded(T v, N n) {
+  T x = right<Signed>(v, N(n - 1));
+  return T(right<Signed>(x, 1u) + (x & 1));
 }
 
 // The saturating kinds of a left shift: signed to signed, unsigned to
@@ -62,8 +65,8 @@ enum class clamp { none, s_to_s, u_to_u, s_to_u };
 // v << n clamped to the destination's range. The value fits when it lies
 // between the limits shifted right by n, which the element holds for every
 // n, so no wider type is needed.
-template <clamp K, class T>
-T left_clamped(T v, unsigned n) {
+template <clamp K, class T, class N>
+T left_clamped(T v, N n) {
   const T low = left(v, n);
   constexpr T umax = T(~T(0)), smax = T(umax >> 1), smin = T(smax + 1);
   if constexpr (K == clamp::none) {
@@ -81,26 +84,37 @@ T left_clamped(T v, unsigned n) {
   }
 }
 
-// Shift by a signed count element. Counts beyond the width act as the
-// width plus one, which already shifts every bit out, rounding included.
+// Shift by a signed count element: left by the count, or right by its
+// negation, both formed and one chosen by the sign. The helpers take any
+// unsigned count, so the other direction's huge count is harmless.
 template <bool Signed, bool Round, bool Saturate>
 struct by_count {
   template <class T>
   static T apply(T v, T count) {
-    constexpr signed_t<T> limit = ebits<T> + 1;
-    const signed_t<T> c = signed_t<T>(count);
-    const int n = int(c > limit ? limit : c < -limit ? -limit : c);
     constexpr clamp k = Saturate ? (Signed ? clamp::s_to_s : clamp::u_to_u) : clamp::none;
-    const T l = left_clamped<k>(v, unsigned(n));
-    const T r = Round ? right_rounded<Signed>(v, unsigned(-n)) : right<Signed>(v, unsigned(-n));
-    return n >= 0 ? l : r;
+    const T down = T(T(0) - count);
+    const T l = left_clamped<k>(v, count);
+    const T r = Round ? right_rounded<Signed>(v, down) : right<Signed>(v, down);
+    return signed_t<T>(count) >= 0 ? l : r;
   }
 };
 
+// An x86 host shifts each lane by its own count only from AVX2 on: there the
+// loop is built for the widest unit. It captures the registers' addresses,
+// not the records, which would be copied to the stack to be captured.
 template <class Op, bool Reversed>
 aarch64_decode_rc shift_by_vector(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
-  return by_size(zdn.rw_elem, [&]<class T>(T) {
-    return zpz_loop<T>(s, zdn, pg, zm, [](T a, T b) { return Reversed ? Op::apply(b, a) : Op::apply(a, b); });
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t *m = s->z[zm.reg], *p = s->p[pg.reg];
+  return by_size(zdn.rw_elem, [d, m, p]<class T>(T) {
+    auto loop = [&] {
+      merge_loop<T>(d, p, [&](unsigned i) {
+        const T a = load<T>(d + i), b = load<T>(m + i);
+        return Reversed ? Op::apply(b, a) : Op::apply(a, b);
+      });
+    };
+    if (!host::widest(loop)) loop();
+    return aarch64_decode_ok;
   });
 }
 
