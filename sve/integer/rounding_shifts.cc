@@ -89,6 +89,7 @@ T left_clamped(T v, N n) {
 // unsigned count, so the other direction's huge count is harmless.
 template <bool Signed, bool Round, bool Saturate>
 struct by_count {
+  static constexpr bool is_signed = Signed, rounds_only = Round && !Saturate;
   template <class T>
   static T apply(T v, T count) {
     constexpr clamp k = Saturate ? (Signed ? clamp::s_to_s : clamp::u_to_u) : clamp::none;
@@ -100,13 +101,16 @@ struct by_count {
 };
 
 // An x86 host shifts each lane by its own count only from AVX2 on: there the
-// loop is built for the widest unit. It captures the registers' addresses,
+// loop is built for the widest unit, and the rounding shifts of doublewords
+// have a kernel of their own. The loop captures the registers' addresses,
 // not the records, which would be copied to the stack to be captured.
 template <class Op, bool Reversed>
 aarch64_decode_rc shift_by_vector(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
   uint8_t* d = s->z[zdn.reg];
   const uint8_t *m = s->z[zm.reg], *p = s->p[pg.reg];
   return by_size(zdn.rw_elem, [d, m, p]<class T>(T) {
+    if constexpr (sizeof(T) == 8 && Op::rounds_only)
+      if (host::rounding_shift_doublewords(Op::is_signed, Reversed, d, m, p)) return aarch64_decode_ok;
     auto loop = [&] {
       merge_loop<T>(d, p, [&](unsigned i) {
         const T a = load<T>(d + i), b = load<T>(m + i);

@@ -128,7 +128,40 @@ template <class T>
   }
 }
 
+// SRSHL and URSHL of doublewords: the host's shifts by a vector give 0 (or
+// the sign fill) for counts of 64 and more, as the instruction does, so the
+// left shift and the rounding right shift by the count's negation n are
+// each a shift or two: the value shifted right by n - 1 (which is ~count)
+// has its last bit added to itself halved. The count's sign chooses.
+template <bool Signed>
+[[gnu::target("avx512f,avx512dq")]] void rounding_shift_avx512(uint8_t* d, const uint8_t* m, const uint8_t* p,
+                                                               bool reversed) {
+  constexpr unsigned vl = sve_vl_bytes;
+  // The shifts are the zero-masking forms under an all-ones mask: their
+  // plain forms pass an undefined vector through, which this compiler
+  // warns of.
+  const __m512i one = _mm512_set1_epi64(1);
+  const __mmask8 all = 0xff;
+  for (unsigned i = 0; i < vl; i += 64) {
+    const __m512i x = load(d + i, vl - i), y = load(m + i, vl - i);
+    const __m512i v = reversed ? y : x, c = reversed ? x : y;
+    const __m512i down = _mm512_ternarylogic_epi64(c, c, c, 0x55);
+    const __m512i t = Signed ? _mm512_maskz_srav_epi64(all, v, down) : _mm512_maskz_srlv_epi64(all, v, down);
+    const __m512i half = Signed ? _mm512_maskz_srai_epi64(all, t, 1) : _mm512_maskz_srli_epi64(all, t, 1);
+    const __m512i right = _mm512_add_epi64(half, _mm512_and_si512(t, one));
+    const __m512i r = _mm512_mask_blend_epi64(_mm512_movepi64_mask(c), _mm512_maskz_sllv_epi64(all, v, c), right);
+    const __mmask8 active = _mm512_test_epi64_mask(load(p + i, vl - i), one);
+    store_part(d + i, vl - i, _mm512_mask_mov_epi64(x, active, r));
+  }
+}
+
 }  // namespace
+
+bool rounding_shift_doublewords(bool is_signed, bool reversed, uint8_t* d, const uint8_t* m, const uint8_t* p) {
+  if (!has_avx512()) return false;
+  (is_signed ? rounding_shift_avx512<true> : rounding_shift_avx512<false>)(d, m, p, reversed);
+  return true;
+}
 
 bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p) {
   if (!has_avx512() || (bytes != 4 && bytes != 8)) return false;
@@ -148,6 +181,7 @@ bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, unsigned tab
 
 bool table_lookup(unsigned, uint8_t*, const uint8_t*, unsigned, const uint8_t*) { return false; }
 bool compact_elements(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
+bool rounding_shift_doublewords(bool, bool, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
 
 #endif
 

@@ -39,6 +39,11 @@ inline bool widest(F&& loop) {
   return false;
 }
 
+// SRSHL and URSHL (or their reversed forms) of doublewords: the active
+// doublewords of d shifted by the signed counts in m (the values in m and
+// the counts in d when reversed), rounding, the predicate's bytes in p.
+bool rounding_shift_doublewords(bool is_signed, bool reversed, uint8_t* d, const uint8_t* m, const uint8_t* p);
+
 // SDOT and UDOT into words: d += the sums of four byte products.
 bool dot_words(bool is_signed, uint8_t* d, const uint8_t* a, const uint8_t* b);
 
