@@ -33,12 +33,23 @@ constexpr N masked(N n) {
   return N(n & (ebits<T> - 1));
 }
 
+// c ? a : b. Narrow elements choose by masks, not branches, so that even
+// the longest chains of choices (the saturating rounding shifts) stay within
+// what the compiler turns into vector selects. The saturating loops of
+// doublewords do not vectorise either way, and in scalar code a branch that
+// skips one side is cheaper than a mask that forms both.
+template <class T>
+T choose(bool c, T a, T b) {
+  if constexpr (sizeof(T) == 8) return c ? a : b;
+  return select(T(T(0) - T(c)), a, b);
+}
+
 // v << n; 0 once n reaches the width. Narrow elements shift as unsigned int,
 // whose promotion keeps the shift defined.
 template <class T, class N>
 T left(T v, N n) {
   using W = std::conditional_t<(sizeof(T) < sizeof(unsigned)), unsigned, T>;
-  return n < ebits<T> ? T(W(v) << masked<T>(n)) : T(0);
+  return choose(n < ebits<T>, T(W(v) << masked<T>(n)), T(0));
 }
 
 // v >> n, arithmetic or logical, for any n: past the width only the sign
@@ -46,7 +57,7 @@ T left(T v, N n) {
 template <bool Signed, class T, class N>
 T right(T v, N n) {
   if constexpr (Signed) return T(signed_t<T>(v) >> (n < ebits<T> ? n : N(ebits<T> - 1)));
-  return n < ebits<T> ? T(v >> masked<T>(n)) : T(0);
+  return choose(n < ebits<T>, T(v >> masked<T>(n)), T(0));
 }
 
 // (v + 2^(n-1)) >> n for n >= 1, without the sum: the last bit shifted out
@@ -72,15 +83,14 @@ T left_clamped(T v, N n) {
   if constexpr (K == clamp::none) {
     return low;
   } else if constexpr (K == clamp::u_to_u) {
-    return v > right<false>(umax, n) ? umax : low;
+    return choose(v > right<false>(umax, n), umax, low);
   } else if constexpr (K == clamp::s_to_u) {
-    const T r = v > right<false>(umax, n) ? umax : low;
-    return signed_t<T>(v) < 0 ? T(0) : r;
+    return choose(signed_t<T>(v) < 0, T(0), choose(v > right<false>(umax, n), umax, low));
   } else {
     // The lower limit is -(2^(w-1) >> n), 0 once n reaches the width.
     const signed_t<T> hi = signed_t<T>(right<false>(smax, n)), lo = signed_t<T>(T(0) - right<false>(smin, n));
     const signed_t<T> sv = signed_t<T>(v);
-    return sv > hi ? smax : sv < lo ? smin : low;
+    return choose(sv > hi, smax, choose(sv < lo, smin, low));
   }
 }
 
@@ -96,7 +106,7 @@ struct by_count {
     const T down = T(T(0) - count);
     const T l = left_clamped<k>(v, count);
     const T r = Round ? right_rounded<Signed>(v, down) : right<Signed>(v, down);
-    return signed_t<T>(count) >= 0 ? l : r;
+    return choose(signed_t<T>(count) >= 0, l, r);
   }
 };
 
