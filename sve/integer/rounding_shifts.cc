@@ -14,6 +14,7 @@
 // Saturation sets no flag.
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/host_kernels.h"
 #include "kernel_loop.h"
 
 namespace sve {
@@ -24,35 +25,48 @@ template <class T>
 constexpr unsigned ebits = sizeof(T) * 8;
 
 // A count reduced below the element width, which keeps the C++ shift
-// defined; the callers choose the result of a larger count themselves.
+// defined; the callers choose the result of a larger count themselves. A
+// count is unsigned, of any width: the shifts by a vector take it at the
+// element's own width, so that their loops vectorise.
+template <class T, class N>
+constexpr N masked(N n) {
+  return N(n & (ebits<T> - 1));
+}
+
+// c ? a : b. Narrow elements choose by masks, not branches, so that even
+// the longest chains of choices (the saturating rounding shifts) stay within
+// what the compiler turns into vector selects. The saturating loops of
+// doublewords do not vectorise either way, and in scalar code a branch that
+// skips one side is cheaper than a mask that forms both.
 template <class T>
-constexpr unsigned masked(unsigned n) {
-  return n & (ebits<T> - 1);
+T choose(bool c, T a, T b) {
+  if constexpr (sizeof(T) == 8) return c ? a : b;
+  return select(T(T(0) - T(c)), a, b);
 }
 
 // v << n; 0 once n reaches the width. Narrow elements shift as unsigned int,
 // whose promotion keeps the shift defined.
-template <class T>
-T left(T v, unsigned n) {
+template <class T, class N>
+T left(T v, N n) {
   using W = std::conditional_t<(sizeof(T) < sizeof(unsigned)), unsigned, T>;
-  return n < ebits<T> ? T(W(v) << masked<T>(n)) : T(0);
+  return choose(n < ebits<T>, T(W(v) << masked<T>(n)), T(0));
 }
 
 // v >> n, arithmetic or logical, for any n: past the width only the sign
 // fill (or 0) is left.
-template <bool Signed, class T>
-T right(T v, unsigned n) {
-  if constexpr (Signed) return T(signed_t<T>(v) >> (n < ebits<T> ? n : ebits<T> - 1));
-  return n < ebits<T> ? T(v >> masked<T>(n)) : T(0);
+template <bool Signed, class T, class N>
+T right(T v, N n) {
+  if constexpr (Signed) return T(signed_t<T>(v) >> (n < ebits<T> ? n : N(ebits<T> - 1)));
+  return choose(n < ebits<T>, T(v >> masked<T>(n)), T(0));
 }
 
 // (v + 2^(n-1)) >> n for n >= 1, without the sum: the last bit shifted out
 // is added to the value shifted one place less and halved. The result is at
 // most half the element's range, so it always fits.
-template <bool Signed, class T>
-T right_rounded(T v, unsigned n) {
-  T x = right<Signed>(v, n - 1);
-  return T(right<Signed>(x, 1) + (x & 1));
+template <bool Signed, class T, class N>
+T right_rounded(T v, N n) {
+  T x = right<Signed>(v, N(n - 1));
+  return T(right<Signed>(x, 1u) + (x & 1));
 }
 
 // The saturating kinds of a left shift: signed to signed, unsigned to
@@ -62,45 +76,59 @@ enum class clamp { none, s_to_s, u_to_u, s_to_u };
 // v << n clamped to the destination's range. The value fits when it lies
 // between the limits shifted right by n, which the element holds for every
 // n, so no wider type is needed.
-template <clamp K, class T>
-T left_clamped(T v, unsigned n) {
+template <clamp K, class T, class N>
+T left_clamped(T v, N n) {
   const T low = left(v, n);
   constexpr T umax = T(~T(0)), smax = T(umax >> 1), smin = T(smax + 1);
   if constexpr (K == clamp::none) {
     return low;
   } else if constexpr (K == clamp::u_to_u) {
-    return v > right<false>(umax, n) ? umax : low;
+    return choose(v > right<false>(umax, n), umax, low);
   } else if constexpr (K == clamp::s_to_u) {
-    const T r = v > right<false>(umax, n) ? umax : low;
-    return signed_t<T>(v) < 0 ? T(0) : r;
+    return choose(signed_t<T>(v) < 0, T(0), choose(v > right<false>(umax, n), umax, low));
   } else {
     // The lower limit is -(2^(w-1) >> n), 0 once n reaches the width.
     const signed_t<T> hi = signed_t<T>(right<false>(smax, n)), lo = signed_t<T>(T(0) - right<false>(smin, n));
     const signed_t<T> sv = signed_t<T>(v);
-    return sv > hi ? smax : sv < lo ? smin : low;
+    return choose(sv > hi, smax, choose(sv < lo, smin, low));
   }
 }
 
-// Shift by a signed count element. Counts beyond the width act as the
-// width plus one, which already shifts every bit out, rounding included.
+// Shift by a signed count element: left by the count, or right by its
+// negation, both formed and one chosen by the sign. The helpers take any
+// unsigned count, so the other direction's huge count is harmless.
 template <bool Signed, bool Round, bool Saturate>
 struct by_count {
+  static constexpr bool is_signed = Signed, rounds_only = Round && !Saturate;
   template <class T>
   static T apply(T v, T count) {
-    constexpr signed_t<T> limit = ebits<T> + 1;
-    const signed_t<T> c = signed_t<T>(count);
-    const int n = int(c > limit ? limit : c < -limit ? -limit : c);
     constexpr clamp k = Saturate ? (Signed ? clamp::s_to_s : clamp::u_to_u) : clamp::none;
-    const T l = left_clamped<k>(v, unsigned(n));
-    const T r = Round ? right_rounded<Signed>(v, unsigned(-n)) : right<Signed>(v, unsigned(-n));
-    return n >= 0 ? l : r;
+    const T down = T(T(0) - count);
+    const T l = left_clamped<k>(v, count);
+    const T r = Round ? right_rounded<Signed>(v, down) : right<Signed>(v, down);
+    return choose(signed_t<T>(count) >= 0, l, r);
   }
 };
 
+// An x86 host shifts each lane by its own count only from AVX2 on: there the
+// loop is built for the widest unit, and the rounding shifts of doublewords
+// have a kernel of their own. The loop captures the registers' addresses,
+// not the records, which would be copied to the stack to be captured.
 template <class Op, bool Reversed>
 aarch64_decode_rc shift_by_vector(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
-  return by_size(zdn.rw_elem, [&]<class T>(T) {
-    return zpz_loop<T>(s, zdn, pg, zm, [](T a, T b) { return Reversed ? Op::apply(b, a) : Op::apply(a, b); });
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t *m = s->z[zm.reg], *p = s->p[pg.reg];
+  return by_size(zdn.rw_elem, [d, m, p]<class T>(T) {
+    if constexpr (sizeof(T) == 8 && Op::rounds_only)
+      if (host::rounding_shift_doublewords(Op::is_signed, Reversed, d, m, p)) return aarch64_decode_ok;
+    auto loop = [&] {
+      merge_loop<T>(d, p, [&](unsigned i) {
+        const T a = load<T>(d + i), b = load<T>(m + i);
+        return Reversed ? Op::apply(b, a) : Op::apply(a, b);
+      });
+    };
+    if (!host::widest(loop)) loop();
+    return aarch64_decode_ok;
   });
 }
 

@@ -17,18 +17,20 @@ namespace sve {
 template <class T>
 constexpr uint64_t width = sizeof(T) * 8;
 
-template <class T>
-T shift_left(T a, uint64_t n) {
+// A count is unsigned, of any width: the shifts by a vector take it at the
+// element's own width, so that their loops vectorise.
+template <class T, class N>
+T shift_left(T a, N n) {
   using W = std::conditional_t<(sizeof(T) < sizeof(unsigned)), unsigned, T>;
   return n >= width<T> ? T(0) : T(W(a) << n);
 }
-template <class T>
-T shift_right(T a, uint64_t n) {
+template <class T, class N>
+T shift_right(T a, N n) {
   return n >= width<T> ? T(0) : T(a >> n);
 }
-template <class T>
-T shift_right_arith(T a, uint64_t n) {
-  return T(signed_t<T>(a) >> (n < width<T> ? n : width<T> - 1));
+template <class T, class N>
+T shift_right_arith(T a, N n) {
+  return T(signed_t<T>(a) >> (n < width<T> ? n : N(width<T> - 1)));
 }
 
 // ASRD: an arithmetic shift that rounds toward zero, formed in 128 bits so
@@ -40,37 +42,75 @@ T shift_right_divide(T a, uint64_t n) {
   return T(v >> n);
 }
 
-using host::shift_kind;
+enum class shift_kind { left, right, arith };
 
-template <shift_kind K, class T>
-T shift_by(T a, uint64_t n) {
+template <shift_kind K, class T, class N>
+T shift_by(T a, N n) {
   if constexpr (K == shift_kind::left) return shift_left(a, n);
   if constexpr (K == shift_kind::right) return shift_right(a, n);
   return shift_right_arith(a, n);
 }
 
-// Doublewords by per-element counts, by the host's kernel where it has one.
-template <shift_kind K>
-aarch64_decode_rc shift_doublewords(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
-  if (host::shift_doublewords(K, s->z[zdn.reg], s->z[zm.reg], s->p[pg.reg])) return aarch64_decode_ok;
-  return zpz_loop<uint64_t>(s, zdn, pg, zm, shift_by<K, uint64_t>);
+// An x86 host shifts each lane by its own count only from AVX2 on: there the
+// loops of the shifts by a vector are built for the widest unit.
+template <class Loop>
+aarch64_decode_rc on_widest(Loop&& loop) {
+  if (!host::widest(loop)) loop();
+  return aarch64_decode_ok;
 }
 
-// Per-element counts.
-#define SVE_SHIFT_ZPZ(name, kind)                                                                \
-  aarch64_decode_rc sve_##name##_zpz(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) { \
-    return by_size(zdn.rw_elem, [&](auto e) {                                                    \
-      using T = decltype(e);                                                                     \
-      if constexpr (sizeof(T) == 8)                                                              \
-        return shift_doublewords<kind>(s, zdn, pg, zm);                                          \
-      else                                                                                       \
-        return zpz_loop<T>(s, zdn, pg, zm, [](T a, T n) { return shift_by<kind>(a, n); });       \
-    });                                                                                          \
+// Per-element counts. The loops capture the registers' addresses, not the
+// records, which would be copied to the stack to be captured and read back
+// whole before the writes of their parts have landed.
+template <shift_kind K>
+aarch64_decode_rc shift_by_vector(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t *m = s->z[zm.reg], *p = s->p[pg.reg];
+  return by_size(zdn.rw_elem, [d, m, p]<class T>(T) {
+    return on_widest([&] {
+      merge_loop<T>(d, p, [&](unsigned i) { return shift_by<K>(load<T>(d + i), load<T>(m + i)); });
+    });
+  });
+}
+
+// The wide forms shift each element by the doubleword of zm that holds it.
+// The count, capped at the element width (which shifts everything out as
+// any larger count does), is first repeated into every element of its
+// doubleword by a multiply; the elements then shift as by a vector.
+template <class T>
+void repeat_counts(uint8_t* counts, const uint8_t* m) {
+  constexpr uint64_t ones = ~uint64_t(0) / T(~T(0));
+  for (unsigned i = 0; i < sve_vl_bytes; i += 8) {
+    const uint64_t n = load<uint64_t>(m + i);
+    store<uint64_t>(counts + i, (n < width<T> ? n : width<T>) * ones);
   }
-SVE_SHIFT_ZPZ(lsl, shift_kind::left)
-SVE_SHIFT_ZPZ(lsr, shift_kind::right)
-SVE_SHIFT_ZPZ(asr, shift_kind::arith)
-#undef SVE_SHIFT_ZPZ
+}
+
+template <shift_kind K>
+aarch64_decode_rc shift_wide_predicated(cpu_state* s, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm) {
+  uint8_t* d = s->z[zdn.reg];
+  const uint8_t *m = s->z[zm.reg], *p = s->p[pg.reg];
+  return by_size<Z_B, Z_H, Z_S>(zdn.rw_elem, [d, m, p]<class T>(T) {
+    return on_widest([&] {
+      alignas(16) uint8_t counts[sve_vl_bytes];
+      repeat_counts<T>(counts, m);
+      merge_loop<T>(d, p, [&](unsigned i) { return shift_by<K>(load<T>(d + i), load<T>(counts + i)); });
+    });
+  });
+}
+
+template <shift_kind K>
+aarch64_decode_rc shift_wide(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
+  uint8_t* d = s->z[zd.reg];
+  const uint8_t *a = s->z[zn.reg], *m = s->z[zm.reg];
+  return by_size<Z_B, Z_H, Z_S>(zd.elem, [d, a, m]<class T>(T) {
+    return on_widest([&] {
+      alignas(16) uint8_t counts[sve_vl_bytes];
+      repeat_counts<T>(counts, m);
+      all_loop<T>(d, [&](unsigned i) { return shift_by<K>(load<T>(a + i), load<T>(counts + i)); });
+    });
+  });
+}
 
 // One count for all elements, predicated.
 #define SVE_SHIFT_ZPI(name, fn)                                                                  \
@@ -98,20 +138,6 @@ SVE_SHIFT_ZZI(lsl, shift_left)
 SVE_SHIFT_ZZI(asr, shift_right_arith)
 #undef SVE_SHIFT_ZZI
 
-namespace {
-
-// Element i shifted by the doubleword of zm at the same place in the vector.
-template <class T, class F>
-VecV wide(const VecV& zdn, const PredV* pg, const VecV& zm, const CpuContext* c, F fn) {
-  VecV r = zdn;
-  unsigned n = c->elements(width<T>), per = 8 / sizeof(T);
-  for (unsigned i = 0; i < n; ++i)
-    if (!pg || pg->active(i, sizeof(T))) r.set<T>(i, fn(zdn.get<T>(i), zm.get<uint64_t>(i / per)));
-  return r;
-}
-
-}  // namespace
-
 namespace lib {
 
 #define SVE_SHIFT_ROUTINES(type, T)                                                                  \
@@ -123,18 +149,12 @@ namespace lib {
   }                                                                                                  \
   VecV Vec##type##ShrVIX(VecV zn, uint64_t n, CpuContext* c) {                                      \
     return routine_all<T>(zn, c, [=](T a) { return shift_right(a, n); });                          \
-  }                                                                                                  \
-  VecV Vec##type##ShlVWX(VecV zn, VecV zm, CpuContext* c) { return wide<T>(zn, nullptr, zm, c, shift_left<T>); } \
-  VecV Vec##type##ShrVWX(VecV zn, VecV zm, CpuContext* c) { return wide<T>(zn, nullptr, zm, c, shift_right<T>); } \
-  VecV Vec##type##ShlVWM(VecV zdn, PredV pg, VecV zm, CpuContext* c) { return wide<T>(zdn, &pg, zm, c, shift_left<T>); } \
-  VecV Vec##type##ShrVWM(VecV zdn, PredV pg, VecV zm, CpuContext* c) { return wide<T>(zdn, &pg, zm, c, shift_right<T>); }
+  }
 
 #define SVE_SHIFT_ROUTINES_SIGNED(type, T)                                                           \
   VecV Vec##type##ShrDVIM(VecV zdn, PredV pg, uint64_t n, CpuContext* c) {                          \
     return routine_merge<T>(zdn, pg, zdn, c, [=](T a, T) { return shift_right_divide(a, n); });    \
-  }                                                                                                  \
-  VecV Vec##type##ShrVWX(VecV zn, VecV zm, CpuContext* c) { return wide<T>(zn, nullptr, zm, c, shift_right_arith<T>); } \
-  VecV Vec##type##ShrVWM(VecV zdn, PredV pg, VecV zm, CpuContext* c) { return wide<T>(zdn, &pg, zm, c, shift_right_arith<T>); }
+  }
 
 #define SVE_SHIFT_REVERSED(type, T, fn)                                                              \
   VecV Vec##type##ShrRVVM(VecV zdn, PredV pg, VecV zm, CpuContext* c) {                             \
@@ -218,27 +238,27 @@ using namespace sve;
 // wide forms, "00000100 ss 011 0 L U 100 ...".
 #define SVE_SHIFT_VVM(opc, route, impl, mnemonic) \
   "00000100 ss 01 " opc " 100 ggg mmmmm ddddd", route, impl, mnemonic " z0.T, p0/m, z0.T, z1.T"
-#define SVE_SHIFT_VWM(opc, mnemonic) \
-  "00000100 ss 01 " opc " 100 ggg mmmmm ddddd", library, (lib_vvm), mnemonic " z0.T, p0/m, z0.T, z1.d"
+#define SVE_SHIFT_VWM(opc, kind, mnemonic) \
+  "00000100 ss 01 " opc " 100 ggg mmmmm ddddd", direct, (vvm<shift_wide_predicated<kind>>), mnemonic " z0.T, p0/m, z0.T, z1.d"
 // Wide, unpredicated, "00000100 ss 1 mmmmm 1000 opc nnnnn ddddd".
-#define SVE_SHIFT_VWX(opc, mnemonic) \
-  "00000100 ss 1 mmmmm 1000 " opc " nnnnn ddddd", library, (lib_vvx), mnemonic " z0.T, z1.T, z2.d"
+#define SVE_SHIFT_VWX(opc, kind, mnemonic) \
+  "00000100 ss 1 mmmmm 1000 " opc " nnnnn ddddd", direct, (vvx<shift_wide<kind>>), mnemonic " z0.T, z1.T, z2.d"
 #define SVE_NARROW3(X, map, op, sign, ...) \
   X(map, op, sign##8, __VA_ARGS__) X(map, op, sign##16, __VA_ARGS__) X(map, op, sign##32, __VA_ARGS__)
 
 #define INTEGER_SHIFTS(X)                                                                               \
-  SVE_U4(X, 31_13, ShlVVM, SVE_SHIFT_VVM("0011", direct, (vvm<sve_lsl_zpz>), "lsl"))                  \
-  SVE_U4(X, 31_13, ShrVVM, SVE_SHIFT_VVM("0001", direct, (vvm<sve_lsr_zpz>), "lsr"))                  \
-  SVE_S4(X, 31_13, ShrVVM, SVE_SHIFT_VVM("0000", direct, (vvm<sve_asr_zpz>), "asr"))                  \
+  SVE_U4(X, 31_13, ShlVVM, SVE_SHIFT_VVM("0011", direct, (vvm<shift_by_vector<shift_kind::left>>), "lsl"))                  \
+  SVE_U4(X, 31_13, ShrVVM, SVE_SHIFT_VVM("0001", direct, (vvm<shift_by_vector<shift_kind::right>>), "lsr"))                  \
+  SVE_S4(X, 31_13, ShrVVM, SVE_SHIFT_VVM("0000", direct, (vvm<shift_by_vector<shift_kind::arith>>), "asr"))                  \
   SVE_U4(X, 31_13, ShlRVVM, SVE_SHIFT_VVM("0111", library, (lib_vvm), "lslr"))                        \
   SVE_U4(X, 31_13, ShrRVVM, SVE_SHIFT_VVM("0101", library, (lib_vvm), "lsrr"))                        \
   SVE_S4(X, 31_13, ShrRVVM, SVE_SHIFT_VVM("0100", library, (lib_vvm), "asrr"))                        \
-  SVE_NARROW3(X, 31_13, ShlVWM, U, SVE_SHIFT_VWM("1011", "lsl"))                                      \
-  SVE_NARROW3(X, 31_13, ShrVWM, U, SVE_SHIFT_VWM("1001", "lsr"))                                      \
-  SVE_NARROW3(X, 31_13, ShrVWM, S, SVE_SHIFT_VWM("1000", "asr"))                                      \
-  SVE_NARROW3(X, 31_21__15_10, ShlVWX, U, SVE_SHIFT_VWX("11", "lsl"))                                 \
-  SVE_NARROW3(X, 31_21__15_10, ShrVWX, U, SVE_SHIFT_VWX("01", "lsr"))                                 \
-  SVE_NARROW3(X, 31_21__15_10, ShrVWX, S, SVE_SHIFT_VWX("00", "asr"))                                 \
+  SVE_NARROW3(X, 31_13, ShlVWM, U, SVE_SHIFT_VWM("1011", shift_kind::left, "lsl"))                                      \
+  SVE_NARROW3(X, 31_13, ShrVWM, U, SVE_SHIFT_VWM("1001", shift_kind::right, "lsr"))                                      \
+  SVE_NARROW3(X, 31_13, ShrVWM, S, SVE_SHIFT_VWM("1000", shift_kind::arith, "asr"))                                      \
+  SVE_NARROW3(X, 31_21__15_10, ShlVWX, U, SVE_SHIFT_VWX("11", shift_kind::left, "lsl"))                                 \
+  SVE_NARROW3(X, 31_21__15_10, ShrVWX, U, SVE_SHIFT_VWX("01", shift_kind::right, "lsr"))                                 \
+  SVE_NARROW3(X, 31_21__15_10, ShrVWX, S, SVE_SHIFT_VWX("00", shift_kind::arith, "asr"))                                 \
   SVE_SHIFT_VIM(X, ShlVIM, U, "0011", direct, (vim_shift<sve_lsl_zpi, false>), "lsl", "1")             \
   SVE_SHIFT_VIM(X, ShrVIM, S, "0000", direct, (vim_shift<sve_asr_zpi, true>), "asr", "1")              \
   SVE_SHIFT_VIM(X, ShrVIM, U, "0001", library, (lib_vim_right), "lsr", "1")                            \

@@ -16,6 +16,7 @@
 
 #include "../decode/direct.h"
 #include "../decode/families.h"
+#include "../support/host_kernels.h"
 #include "kernel_loop.h"
 
 namespace sve {
@@ -26,19 +27,17 @@ namespace {
 // place: the low narrow half, the high narrow half, or the whole element.
 enum part : unsigned { bottom, top, whole };
 
-template <class W>
-using narrow_t = std::conditional_t<sizeof(W) == 8, uint32_t, std::conditional_t<sizeof(W) == 4, uint16_t, uint8_t>>;
-
-// The source element of wide element i (a byte offset), extended to W.
+// The source element of wide element i (a byte offset), extended to W. The
+// narrow element is cut from the whole wide element by shifts, not loaded
+// on its own: a load of every other narrow element would keep the loop from
+// vectorising.
 template <bool Signed, part Part, class W>
 W operand(const uint8_t* z, unsigned i) {
-  if constexpr (Part == whole) {
-    return load<W>(z + i);
-  } else {
-    using N = narrow_t<W>;
-    const N v = load<N>(z + i + Part * sizeof(N));
-    return Signed ? W(signed_t<W>(signed_t<N>(v))) : W(v);
-  }
+  const W v = load<W>(z + i);
+  if constexpr (Part == whole) return v;
+  constexpr unsigned half = sizeof(W) * 4;
+  const W high = Part == top ? v : W(v << half);
+  return Signed ? W(signed_t<W>(high) >> half) : W(high >> half);
 }
 
 // |a - b| of two values of one signedness: the difference taken in the
@@ -74,14 +73,24 @@ struct aba_op {
 // Zd = op(Zd, Zn, Zm) for every element of Zd, the sources taken as their
 // parts say. Whole sources at every size (SABA) include bytes; the others
 // exist from halfwords up.
+//
+// The loop captures the registers' addresses, not the records, which would
+// be copied to the stack to be captured and read back whole before the
+// writes of their parts have landed. On an x86 host it is built for the
+// widest unit.
 template <bool Signed, part PartN, part PartM, class Op>
 aarch64_decode_rc elementwise(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
   const uint32_t code = Op::accumulates ? zd.rw_elem : zd.elem;
-  auto body = [&]<class W>(W) {
-    const uint8_t *d = s->z[zd.reg], *a = s->z[zn.reg], *b = s->z[zm.reg];
-    return all_loop<W>(s->z[zd.reg], [&](unsigned i) {
-      return Op::template on<Signed>(load<W>(d + i), operand<Signed, PartN, W>(a, i), operand<Signed, PartM, W>(b, i));
-    });
+  uint8_t* d = s->z[zd.reg];
+  const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
+  auto body = [d, a, b]<class W>(W) {
+    auto loop = [&] {
+      all_loop<W>(d, [&](unsigned i) {
+        return Op::template on<Signed>(load<W>(d + i), operand<Signed, PartN, W>(a, i), operand<Signed, PartM, W>(b, i));
+      });
+    };
+    if (!host::widest(loop)) loop();
+    return aarch64_decode_ok;
   };
   if constexpr (PartN == whole && PartM == whole) return by_size(code, body);
   else return by_size<Z_H, Z_S, Z_D>(code, body);

@@ -95,7 +95,7 @@ aarch64_decode_rc sve_tbl_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
   return by_size(zd.elem, [&](auto e) {
     using T = decltype(e);
     const uint8_t *table = s->z[zn.reg], *index = s->z[zm.reg];
-    if (host::table_lookup(sizeof(T), s->z[zd.reg], table, index)) return aarch64_decode_ok;
+    if (host::table_lookup(sizeof(T), s->z[zd.reg], table, vl, index)) return aarch64_decode_ok;
     constexpr T last = vl / sizeof(T) - 1;
     return all_loop<T>(s->z[zd.reg], [&](unsigned i) {
       T k = load<T>(index + i), in_range = T(T(0) - T(k <= last));
@@ -133,6 +133,7 @@ aarch64_decode_rc sve_tbl2_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn,
     alignas(16) uint8_t table[2 * vl];
     std::memcpy(table, s->z[zn.reg], vl);
     std::memcpy(table + vl, s->z[next_reg(zn)], vl);
+    if (host::table_lookup(sizeof(T), s->z[zd.reg], table, 2 * vl, s->z[zm.reg])) return aarch64_decode_ok;
     return table_select<T, false>(s, zd, table, 2 * vl / sizeof(T), zm);
   });
 }

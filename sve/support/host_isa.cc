@@ -25,9 +25,11 @@ level find_level() {
   if (has == level::avx2 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw"))
     has = level::avx512;
+  if (has == level::avx512 && __builtin_cpu_supports("avx512vbmi")) has = level::vbmi;
   if (capped_at_baseline()) return level::baseline;
   const char* cap = std::getenv("SVE_HOST_ISA");
   if (cap && std::strcmp(cap, "avx2") == 0 && has > level::avx2) return level::avx2;
+  if (cap && std::strcmp(cap, "avx512") == 0 && has > level::avx512) return level::avx512;
   return has;
 #else
   return level::baseline;

@@ -15,55 +15,89 @@ namespace sve::host {
 
 namespace {
 
-// AVX2 shifts each doubleword by its own count and gives 0 for a count of 64
-// or more, as the instruction does. The arithmetic shift is the logical one
-// of x ^ s, then ^ s again, with s the sign of x in every bit: that fills
-// with the sign at every count. The blend takes each doubleword by its top
-// bit: the predicate bit moved there.
-template <shift_kind K>
-[[gnu::target("avx2")]] void shift_avx2(uint8_t* d, const uint8_t* count, const uint8_t* p) {
-  for (unsigned i = 0; i < sve_vl_bytes; i += 32) {
-    const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(d + i));
-    const __m256i n = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(count + i));
-    const __m256i active = _mm256_slli_epi64(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i)), 63);
-    const __m256i sign = K == shift_kind::arith ? _mm256_cmpgt_epi64(_mm256_setzero_si256(), x) : _mm256_setzero_si256();
-    const __m256i v = _mm256_xor_si256(x, sign);
-    const __m256i r = _mm256_xor_si256(K == shift_kind::left ? _mm256_sllv_epi64(v, n) : _mm256_srlv_epi64(v, n), sign);
-    const __m256d merged = _mm256_blendv_pd(_mm256_castsi256_pd(x), _mm256_castsi256_pd(r), _mm256_castsi256_pd(active));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + i), _mm256_castpd_si256(merged));
+// TBL: the first 256 bytes of the table in four registers, each index
+// element looked up in the first pair and in the second, the pair chosen by
+// the index bit above the pair's reach, and the element zeroed when the
+// index is at or beyond the table's element count. An index of bytes can
+// reach no further than 256 bytes; wider ones are looked up here only in
+// tables of at most 256 bytes. Memory is touched only within the vector and
+// the table: the loads and stores of a last part shorter than 64 bytes are
+// masked.
+//
+// A part of 32 or 16 bytes is moved as a whole register of its size, not
+// masked: the processor forwards a recent store to a load only when neither
+// is masked, and the last part of a register is the one most often written
+// just before.
+[[gnu::target("avx512f")]] __m512i load(const uint8_t* p, unsigned left) {
+  if (left >= 64) return _mm512_loadu_si512(p);
+  if (left == 32) {
+    const __v4di v = __v4di(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+    return __m512i(__builtin_shufflevector(v, __v4di{}, 0, 1, 2, 3, 4, 5, 6, 7));
   }
+  if (left == 16) {
+    const __v2di v = __v2di(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    return __m512i(__builtin_shufflevector(v, __v2di{}, 0, 1, 2, 3, 2, 3, 2, 3));
+  }
+  return _mm512_maskz_loadu_epi32(__mmask16((1u << left / 4) - 1), p);
 }
 
-// The whole table in four registers (a vector is at most 256 bytes), each
-// index element looked up in the first pair and in the second, and the pair
-// chosen by the index bit above the pair's reach. Memory is touched only
-// within the vector: the loads and stores of a last part shorter than 64
-// bytes are masked.
-[[gnu::target("avx512f")]] __m512i load(const uint8_t* p, unsigned left) {
-  return left >= 64 ? _mm512_loadu_si512(p) : _mm512_maskz_loadu_epi32(__mmask16((1u << left / 4) - 1), p);
+[[gnu::target("avx512f")]] void load_table(__m512i (&t)[4], const uint8_t* table, unsigned table_bytes) {
+  for (unsigned c = 0; c < 4; ++c)
+    t[c] = 64 * c < table_bytes ? load(table + 64 * c, table_bytes - 64 * c) : _mm512_setzero_si512();
+}
+
+[[gnu::target("avx512f")]] void store_part(uint8_t* d, unsigned left, __m512i r) {
+  if (left >= 64)
+    _mm512_storeu_si512(d, r);
+  else if (left == 32)
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), __m256i(__builtin_shufflevector(__v8di(r), __v8di(r), 0, 1, 2, 3)));
+  else if (left == 16)
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), __m128i(__builtin_shufflevector(__v8di(r), __v8di(r), 0, 1)));
+  else
+    _mm512_mask_storeu_epi32(d, __mmask16((1u << left / 4) - 1), r);
 }
 
 template <class T>
-[[gnu::target("avx512f")]] void lookup_avx512(uint8_t* d, const uint8_t* table, const uint8_t* index) {
-  constexpr unsigned vl = sve_vl_bytes, per_register = 64 / sizeof(T);
+[[gnu::target("avx512f,avx512bw")]] void lookup_avx512(uint8_t* d, const uint8_t* table, unsigned table_bytes,
+                                                       const uint8_t* index) {
+  constexpr unsigned vl = sve_vl_bytes, pair = 128 / sizeof(T);
+  const unsigned count = table_bytes / sizeof(T);
   __m512i t[4];
-  for (unsigned c = 0; c < 4; ++c) t[c] = 64 * c < vl ? load(table + 64 * c, vl - 64 * c) : _mm512_setzero_si512();
+  load_table(t, table, table_bytes);
   for (unsigned i = 0; i < vl; i += 64) {
     const __m512i k = load(index + i, vl - i);
     __m512i r;
-    if constexpr (sizeof(T) == 4) {
+    if constexpr (sizeof(T) == 2) {
+      const __m512i low = _mm512_permutex2var_epi16(t[0], k, t[1]), high = _mm512_permutex2var_epi16(t[2], k, t[3]);
+      r = _mm512_mask_blend_epi16(_mm512_test_epi16_mask(k, _mm512_set1_epi16(short(pair))), low, high);
+      r = _mm512_maskz_mov_epi16(_mm512_cmplt_epu16_mask(k, _mm512_set1_epi16(short(count))), r);
+    } else if constexpr (sizeof(T) == 4) {
       const __m512i low = _mm512_permutex2var_epi32(t[0], k, t[1]), high = _mm512_permutex2var_epi32(t[2], k, t[3]);
-      r = _mm512_mask_blend_epi32(_mm512_test_epi32_mask(k, _mm512_set1_epi32(2 * per_register)), low, high);
-      r = _mm512_maskz_mov_epi32(_mm512_cmplt_epu32_mask(k, _mm512_set1_epi32(vl / 4)), r);
+      r = _mm512_mask_blend_epi32(_mm512_test_epi32_mask(k, _mm512_set1_epi32(pair)), low, high);
+      r = _mm512_maskz_mov_epi32(_mm512_cmplt_epu32_mask(k, _mm512_set1_epi32(int(count))), r);
     } else {
       const __m512i low = _mm512_permutex2var_epi64(t[0], k, t[1]), high = _mm512_permutex2var_epi64(t[2], k, t[3]);
-      r = _mm512_mask_blend_epi64(_mm512_test_epi64_mask(k, _mm512_set1_epi64(2 * per_register)), low, high);
-      r = _mm512_maskz_mov_epi64(_mm512_cmplt_epu64_mask(k, _mm512_set1_epi64(vl / 8)), r);
+      r = _mm512_mask_blend_epi64(_mm512_test_epi64_mask(k, _mm512_set1_epi64(pair)), low, high);
+      r = _mm512_maskz_mov_epi64(_mm512_cmplt_epu64_mask(k, _mm512_set1_epi64(count)), r);
     }
-    if (vl - i >= 64)
-      _mm512_storeu_si512(d + i, r);
-    else
-      _mm512_mask_storeu_epi32(d + i, __mmask16((1u << (vl - i) / 4) - 1), r);
+    store_part(d + i, vl - i, r);
+  }
+}
+
+// Bytes, with the byte permutes of VBMI. A table of 256 bytes or more has
+// every byte index in range.
+[[gnu::target("avx512f,avx512bw,avx512vbmi")]] void lookup_bytes_vbmi(uint8_t* d, const uint8_t* table,
+                                                                      unsigned table_bytes, const uint8_t* index) {
+  constexpr unsigned vl = sve_vl_bytes;
+  __m512i t[4];
+  load_table(t, table, table_bytes);
+  const __mmask64 all = ~__mmask64(0);
+  for (unsigned i = 0; i < vl; i += 64) {
+    const __m512i k = load(index + i, vl - i);
+    const __m512i low = _mm512_permutex2var_epi8(t[0], k, t[1]), high = _mm512_permutex2var_epi8(t[2], k, t[3]);
+    const __m512i r = _mm512_mask_blend_epi8(_mm512_test_epi8_mask(k, _mm512_set1_epi8(char(0x80))), low, high);
+    const __mmask64 in_range = table_bytes >= 256 ? all : _mm512_cmplt_epu8_mask(k, _mm512_set1_epi8(char(table_bytes)));
+    store_part(d + i, vl - i, _mm512_maskz_mov_epi8(in_range, r));
   }
 }
 
@@ -117,7 +151,40 @@ template <aes_step Step>
   }
 }
 
+// SRSHL and URSHL of doublewords: the host's shifts by a vector give 0 (or
+// the sign fill) for counts of 64 and more, as the instruction does, so the
+// left shift and the rounding right shift by the count's negation n are
+// each a shift or two: the value shifted right by n - 1 (which is ~count)
+// has its last bit added to itself halved. The count's sign chooses.
+template <bool Signed>
+[[gnu::target("avx512f,avx512dq")]] void rounding_shift_avx512(uint8_t* d, const uint8_t* m, const uint8_t* p,
+                                                               bool reversed) {
+  constexpr unsigned vl = sve_vl_bytes;
+  // The shifts are the zero-masking forms under an all-ones mask: their
+  // plain forms pass an undefined vector through, which this compiler
+  // warns of.
+  const __m512i one = _mm512_set1_epi64(1);
+  const __mmask8 all = 0xff;
+  for (unsigned i = 0; i < vl; i += 64) {
+    const __m512i x = load(d + i, vl - i), y = load(m + i, vl - i);
+    const __m512i v = reversed ? y : x, c = reversed ? x : y;
+    const __m512i down = _mm512_ternarylogic_epi64(c, c, c, 0x55);
+    const __m512i t = Signed ? _mm512_maskz_srav_epi64(all, v, down) : _mm512_maskz_srlv_epi64(all, v, down);
+    const __m512i half = Signed ? _mm512_maskz_srai_epi64(all, t, 1) : _mm512_maskz_srli_epi64(all, t, 1);
+    const __m512i right = _mm512_add_epi64(half, _mm512_and_si512(t, one));
+    const __m512i r = _mm512_mask_blend_epi64(_mm512_movepi64_mask(c), _mm512_maskz_sllv_epi64(all, v, c), right);
+    const __mmask8 active = _mm512_test_epi64_mask(load(p + i, vl - i), one);
+    store_part(d + i, vl - i, _mm512_mask_mov_epi64(x, active, r));
+  }
+}
+
 }  // namespace
+
+bool rounding_shift_doublewords(bool is_signed, bool reversed, uint8_t* d, const uint8_t* m, const uint8_t* p) {
+  if (!has_avx512()) return false;
+  (is_signed ? rounding_shift_avx512<true> : rounding_shift_avx512<false>)(d, m, p, reversed);
+  return true;
+}
 
 bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p) {
   if (!has_avx512() || (bytes != 4 && bytes != 8)) return false;
@@ -125,19 +192,11 @@ bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_
   return true;
 }
 
-bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, const uint8_t* index) {
-  if (!has_avx512() || (bytes != 4 && bytes != 8)) return false;
-  (bytes == 4 ? lookup_avx512<uint32_t> : lookup_avx512<uint64_t>)(d, table, index);
-  return true;
-}
-
-bool shift_doublewords(shift_kind kind, uint8_t* d, const uint8_t* count, const uint8_t* p) {
-  if (sve_vl_bytes % 32 != 0 || !has_avx2()) return false;
-  switch (kind) {
-    case shift_kind::left: shift_avx2<shift_kind::left>(d, count, p); break;
-    case shift_kind::right: shift_avx2<shift_kind::right>(d, count, p); break;
-    case shift_kind::arith: shift_avx2<shift_kind::arith>(d, count, p); break;
-  }
+bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, unsigned table_bytes, const uint8_t* index) {
+  if (bytes == 1) return has_vbmi() && (lookup_bytes_vbmi(d, table, table_bytes, index), true);
+  if (!has_avx512() || table_bytes > 256) return false;
+  (bytes == 2 ? lookup_avx512<uint16_t> : bytes == 4 ? lookup_avx512<uint32_t> : lookup_avx512<uint64_t>)(
+      d, table, table_bytes, index);
   return true;
 }
 
@@ -155,9 +214,9 @@ bool aes_blocks(aes_step step, uint8_t* d, const uint8_t* k) {
 #else
 
 bool aes_blocks(aes_step, uint8_t*, const uint8_t*) { return false; }
-bool shift_doublewords(shift_kind, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
-bool table_lookup(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
+bool table_lookup(unsigned, uint8_t*, const uint8_t*, unsigned, const uint8_t*) { return false; }
 bool compact_elements(unsigned, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
+bool rounding_shift_doublewords(bool, bool, uint8_t*, const uint8_t*, const uint8_t*) { return false; }
 
 #endif
 
@@ -247,12 +306,57 @@ constexpr auto extract_avx2_builds(std::index_sequence<S...>) {
   return std::array{&extract_avx2<int(S)>...};
 }
 
+// With VBMI, 64 bytes at a time: the 64-byte chunks c and c + 1 of the pair,
+// read whole at their own places, and one byte permute of the two by the
+// offset within the chunk. The chunk that straddles the end of d (when the
+// length is not a multiple of 64 bytes) is d's last bytes and m's first,
+// joined by a doubleword permute.
+constexpr unsigned ext_tail = sve_vl_bytes % 64;
+constexpr auto ext_join = [] {
+  std::array<uint64_t, 8> a{};
+  for (unsigned k = 0; k < 8; ++k) a[k] = k < ext_tail / 8 ? k : 8 + k - ext_tail / 8;
+  return a;
+}();
+constexpr auto ext_bytes = [] {
+  std::array<uint8_t, 64> a{};
+  for (unsigned k = 0; k < 64; ++k) a[k] = uint8_t(k);
+  return a;
+}();
+
+[[gnu::target("avx512f")]] __m512i ext_chunk(const uint8_t* d, const uint8_t* m, unsigned c) {
+  constexpr unsigned vl = sve_vl_bytes;
+  const unsigned at = 64 * c;
+  if (at + 64 <= vl) return _mm512_loadu_si512(d + at);
+  if (at >= 2 * vl) return _mm512_setzero_si512();
+  if (at >= vl) return load(m + (at - vl), 2 * vl - at);
+  if constexpr (ext_tail == 32) {
+    const __v4di low = __v4di(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(d + at)));
+    const __v4di high = __v4di(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(m)));
+    return __m512i(__builtin_shufflevector(low, high, 0, 1, 2, 3, 4, 5, 6, 7));
+  }
+  return _mm512_permutex2var_epi64(load(d + at, ext_tail), _mm512_loadu_si512(ext_join.data()), load(m, vl));
+}
+
+[[gnu::target("avx512f,avx512bw,avx512vbmi")]] void extract_vbmi(uint8_t* d, const uint8_t* m, unsigned from) {
+  constexpr unsigned vl = sve_vl_bytes;
+  const __m512i index = _mm512_add_epi8(_mm512_loadu_si512(ext_bytes.data()), _mm512_set1_epi8(char(from % 64)));
+  __m512i a = ext_chunk(d, m, from / 64);
+  for (unsigned j = 0; 64 * j < vl; ++j) {
+    // Chunk j of d is written after every chunk at or below from / 64 + j
+    // has been read.
+    const __m512i b = ext_chunk(d, m, from / 64 + j + 1);
+    store_part(d + 64 * j, vl - 64 * j, _mm512_permutex2var_epi8(a, index, b));
+    a = b;
+  }
+}
+
 }  // namespace
 #endif
 
 bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from) {
 #if defined(__SSSE3__)
   static constexpr auto avx2_builds = extract_avx2_builds(std::make_index_sequence<16>{});
+  if (has_vbmi()) return extract_vbmi(d, m, from), true;
   if (has_avx2()) return avx2_builds[from % 16](d, m, from), true;
   extract_baseline(d, m, from);
   return true;

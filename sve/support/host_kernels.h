@@ -13,18 +13,44 @@
 
 namespace sve::host {
 
-// Active doublewords of d shifted by the doublewords of `count`, the
-// predicate's bytes in p; inactive ones keep their value.
-enum class shift_kind { left, right, arith };
-bool shift_doublewords(shift_kind kind, uint8_t* d, const uint8_t* count, const uint8_t* p);
+// Runs `loop`, a family's own element loop, built again for the host's
+// widest vector unit, AVX-512 (F, BW, VL and DQ) or else AVX2, with every
+// call inside it inlined so that the compiler vectorises the whole with the
+// wider registers and the per-lane shifts, byte permutes and unsigned
+// compares that the baseline lacks. The results are the loop's own, bit for
+// bit. Returns false without running it when the host has neither.
+#if defined(__x86_64__)
+template <class F>
+[[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,fma,bmi,bmi2"), gnu::flatten]] void run_avx512(F& loop) {
+  loop();
+}
+template <class F>
+[[gnu::target("avx2,fma,bmi,bmi2"), gnu::flatten]] void run_avx2(F& loop) {
+  loop();
+}
+#endif
+template <class F>
+inline bool widest(F&& loop) {
+#if defined(__x86_64__)
+  if (has_avx512()) return run_avx512(loop), true;
+  if (has_avx2()) return run_avx2(loop), true;
+#endif
+  (void)loop;
+  return false;
+}
+
+// SRSHL and URSHL (or their reversed forms) of doublewords: the active
+// doublewords of d shifted by the signed counts in m (the values in m and
+// the counts in d when reversed), rounding, the predicate's bytes in p.
+bool rounding_shift_doublewords(bool is_signed, bool reversed, uint8_t* d, const uint8_t* m, const uint8_t* p);
 
 // SDOT and UDOT into words: d += the sums of four byte products.
 bool dot_words(bool is_signed, uint8_t* d, const uint8_t* a, const uint8_t* b);
 
-// TBL on words or doublewords (`bytes` 4 or 8): element i of d is the
-// element of `table` that element i of `index` names, or 0 when that is
-// beyond the vector. d may be either source.
-bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, const uint8_t* index);
+// TBL on elements of `bytes` bytes: element i of d is the element of
+// `table` (`table_bytes` long: one register or two) that element i of
+// `index` names, or 0 when that is beyond the table. d may be either source.
+bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, unsigned table_bytes, const uint8_t* index);
 
 // COMPACT on words or doublewords (`bytes` 4 or 8): the elements of a that
 // the predicate's bytes p make active, in order, then zeros. d may be a.
