@@ -168,6 +168,7 @@ TEST(Rewriting, TheFirstSequenceAlwaysGoesIn) {
 
 TEST(Emulation, CountsSuccessAndReportsFailure) {
   auto s = test::random_state(1);
+  const host_fp_scope keep(s.get());  // the tests after this one run under the host's own FPCR
   static uint32_t code[2] = {test::word("VecU32AddVVM"), 0};
   uint64_t before = sve_instr_count.load();
   emulate_word(s.get(), code[0], &code[0], is_sve(code[0]));
@@ -209,6 +210,7 @@ TEST(Runs, InternedAndCarriedOutInOrder) {
 
   auto s = test::random_state(3);
   auto expect = test::random_state(3);
+  const host_fp_scope keep(s.get());  // the tests after this one run under the host's own FPCR
   for (int i = 0; i < 2; ++i) ASSERT_EQ(is_sve(code[i])(expect.get(), code[i]), aarch64_decode_ok);
   const uint64_t before = sve_instr_count.load(), first = sites[0].count->load(), second = sites[1].count->load();
   volatile uint32_t next = 99;
