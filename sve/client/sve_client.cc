@@ -1,9 +1,8 @@
-// The instrumentation framework client: every SVE instruction of the main
-// module is replaced, in the block that holds it, by a call of
-// emulate_word with the word, its address, its handler and its
-// address's counter as constants. SVE instructions that follow each other
-// make a run, around which a sequence moves the application's registers
-// into the thread's cpu_state and back, once for the whole run. Other
+// The instrumentation framework client: SVE instructions of the main module
+// that follow each other in a block make a run, and the run is replaced by
+// one call of the emulator with the run's record (each instruction's word,
+// address, handler and counter), around which a sequence moves the
+// application's registers into the thread's cpu_state and back. Other
 // instructions run natively. At exit the client reports how many
 // instructions it emulated and how many native instructions it saw in the
 // blocks it built.
@@ -347,7 +346,7 @@ struct sequence {
   // SIGSEGV of the instruction itself, and the signal event names it before
   // the default action ends the process. The faulting index is counted down
   // in X26 by subtractions, which leave NZCV as the run left it.
-  void fault_exits(const sve::run& r, const std::vector<app_pc>& pcs) const {
+  void fault_exits(const sve::run& r) const {
     const opnd_t x26 = opnd_create_reg(DR_REG_X26);
     instr_t* done = INSTR_CREATE_label(dc);
     put(INSTR_CREATE_ldr(dc, opnd_create_reg(DR_REG_W26), field(offsetof(thread_data, fault_site), OPSZ_4)));
@@ -359,8 +358,9 @@ struct sequence {
       put(INSTR_CREATE_sub(dc, x26, x26, OPND_CREATE_INT(int(i + 1 - counted))));
       counted = i + 1;
       put(INSTR_CREATE_cbnz(dc, opnd_create_instr(next), x26));
-      sequence{dc, bb, where, pcs[i]}.put(INSTR_CREATE_movz(dc, x26, OPND_CREATE_INT16(unmapped_address), OPND_CREATE_INT8(0)));
-      sequence{dc, bb, where, pcs[i]}.put(INSTR_CREATE_ldr(dc, x26, opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
+      const sequence at{dc, bb, where, reinterpret_cast<app_pc>(r.sites[i].addr)};
+      at.put(INSTR_CREATE_movz(dc, x26, OPND_CREATE_INT16(unmapped_address), OPND_CREATE_INT8(0)));
+      at.put(INSTR_CREATE_ldr(dc, x26, opnd_create_base_disp(DR_REG_X26, DR_REG_NULL, 0, 0, OPSZ_8)));
       instrlist_meta_preinsert(bb, where, next);
     }
     instrlist_meta_preinsert(bb, where, done);
@@ -374,12 +374,13 @@ struct sequence {
   // The save and the call stand for the run's first instruction, the load
   // back for its last: the framework continues a block after the address of
   // its last instruction.
-  static void emulate(void* dc, instrlist_t* bb, instr_t* where, const sve::run& r, const std::vector<app_pc>& pcs) {
-    const sequence start{dc, bb, where, pcs.front()}, end{dc, bb, where, pcs.back()};
+  static void emulate(void* dc, instrlist_t* bb, instr_t* where, const sve::run& r) {
+    const sequence start{dc, bb, where, reinterpret_cast<app_pc>(r.sites.front().addr)},
+        end{dc, bb, where, reinterpret_cast<app_pc>(r.sites.back().addr)};
     start.save();
     start.call(&r);
     end.restore_most();
-    if (r.memory) end.fault_exits(r, pcs);
+    if (r.memory) end.fault_exits(r);
     end.finish();
   }
 };
@@ -472,7 +473,6 @@ struct framework_block {
       bytes = pending.empty() ? run_bytes : 0;
       if (sve::accesses_memory(h)) bytes += fault_exit_bytes;
       pending.push_back(sve::site_of(word, reinterpret_cast<uint32_t*>(pc), h));
-      pending_pcs.push_back(pc);
       instr_t* after = next(i);
       if (!after || !is_sve(this->word(after)) || pending.size() == max_run) close_run(i);
     }
@@ -493,14 +493,12 @@ struct framework_block {
   }
 
   void close_run(instr_t* where) {
-    sequence::emulate(dc, bb, where, *sve::intern_run(pending), pending_pcs);
+    sequence::emulate(dc, bb, where, *sve::intern_run(pending));
     pending.clear();
-    pending_pcs.clear();
   }
 
-  // The instructions of the open run, and their addresses.
+  // The instructions of the open run.
   std::vector<sve::site> pending = {};
-  std::vector<app_pc> pending_pcs = {};
   // The code of a run (save, call, restore: about 130 instructions), and
   // of each fault exit, for the block's budget; a run's length is bounded
   // so that its fault exits count it down with 12-bit immediates.
