@@ -31,7 +31,6 @@
 #include "dr_api.h"
 #include "drmgr.h"
 #include "droption.h"
-#include "drreg.h"
 #include "drwrap.h"
 #include "emulate.h"
 
@@ -553,7 +552,7 @@ void event_exit() {
   sve::write_profile("SVE client", "client", exe ? exe->full_path : "?", locate);
   if (exe) dr_free_module_data(exe);
   if (!hide_sve.get_value()) drwrap_exit();
-  if (!drmgr_unregister_bb_app2app_event(event_instruction_change) || drreg_exit() != DRREG_SUCCESS) SVE_ASSERT(false);
+  if (!drmgr_unregister_bb_app2app_event(event_instruction_change)) SVE_ASSERT(false);
   drmgr_exit();
 }
 
@@ -573,8 +572,7 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
   }
   if (!profile_file.get_value().empty() && !sve::start_profile("SVE client", profile_file.get_value().c_str()))
     dr_exit_process(1);
-  drreg_options_t ops = {sizeof(ops), 0, false, nullptr, false};
-  if (!drmgr_init() || drreg_init(&ops) != DRREG_SUCCESS) SVE_ASSERT(false);
+  if (!drmgr_init()) SVE_ASSERT(false);
   exe = dr_get_main_module();
   if (exe) exe_start = exe->start;
   drmgr_register_thread_init_event(event_thread_init);
