@@ -9,7 +9,9 @@
 
 namespace sve {
 
-site site_of(uint32_t word, uint32_t* addr, sve_handler h) { return {word, addr, h, &address_count(addr, word)}; }
+site site_of(uint32_t word, uint32_t* addr, sve_handler h) {
+  return {word, addr, h, &address_count(addr, word), accesses_memory(h)};
+}
 
 namespace {
 
@@ -30,44 +32,44 @@ const run* intern_run(const std::vector<site>& sites) {
   for (auto it = first; it != last; ++it)
     if (it->second.sites == sites) return &it->second;
   bool memory = false;
-  for (const site& s : sites) memory |= accesses_memory(s.handler);
+  for (const site& s : sites) memory |= s.memory;
   auto it = runs().emplace(std::piecewise_construct, std::forward_as_tuple(sites.front().addr), std::forward_as_tuple());
   it->second.sites = sites;
   it->second.memory = memory;
   return &it->second;
 }
 
+namespace {
+
+void count_site(const site& x) {
+  x.count->fetch_add(1, std::memory_order_relaxed);
+  sve_instr_count.fetch_add(1, std::memory_order_relaxed);
+}
+
+}  // namespace
+
 void count_done(const run& r, uint32_t done) {
-  for (uint32_t i = 0; i < done; ++i) r.sites[i].count->fetch_add(1, std::memory_order_relaxed);
-  sve_instr_count.fetch_add(done, std::memory_order_relaxed);
+  for (uint32_t i = 0; i < done; ++i) count_site(r.sites[i]);
 }
 
 void emulate_run(cpu_state* s, const run& r, bool profiled, volatile uint32_t* next) {
   const uint32_t n = uint32_t(r.sites.size());
-  if (profiled) {
-    for (uint32_t i = 0; i < n; ++i) {
-      *next = i;
-      emulate_word_profiled(s, r.sites[i].word, r.sites[i].addr, r.sites[i].handler);
-    }
-    return;
-  }
+  bool whole = true;
   for (uint32_t i = 0; i < n; ++i) {
     *next = i;
     const site& x = r.sites[i];
-    if (carry_out(s, x.word, x.addr, x.handler)) continue;
-    // A handler failed: what came before is counted, and the rest by itself.
-    count_done(r, i);
-    for (++i; i < n; ++i) {
-      *next = i;
-      const site& y = r.sites[i];
-      if (carry_out(s, y.word, y.addr, y.handler)) {
-        y.count->fetch_add(1, std::memory_order_relaxed);
-        sve_instr_count.fetch_add(1, std::memory_order_relaxed);
-      }
+    if (profiled) {
+      emulate_word_profiled(s, x.word, x.addr, x.handler);
+    } else if (!carry_out(s, x.word, x.addr, x.handler)) {
+      // A handler failed: those before it are counted now, and the rest
+      // each by itself.
+      if (whole) count_done(r, i);
+      whole = false;
+    } else if (!whole) {
+      count_site(x);
     }
-    return;
   }
-  r.whole.fetch_add(1, std::memory_order_relaxed);
+  if (whole && !profiled) r.whole.fetch_add(1, std::memory_order_relaxed);
 }
 
 void fold_run_counts() {

@@ -12,13 +12,14 @@
 
 namespace sve {
 
-// One instruction of a run: its word, its address, its handler and its
-// address's counter.
+// One instruction of a run: its word, its address, its handler, its
+// address's counter, and whether it touches memory.
 struct site {
   uint32_t word;
   uint32_t* addr;
   sve_handler handler;
   std::atomic<uint64_t>* count;
+  bool memory;
   bool operator==(const site&) const = default;
 };
 
@@ -32,7 +33,8 @@ struct run {
   mutable std::atomic<uint64_t> whole{0};
 };
 
-// The site of `word` at `addr`, its counter found (address_count).
+// The site of `word` at `addr`, its counter found (address_count) and its
+// handler looked up among the memory families (accesses_memory).
 site site_of(uint32_t word, uint32_t* addr, sve_handler h);
 
 // The record of a run of these sites: the same record for the same sites,

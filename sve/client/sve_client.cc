@@ -352,7 +352,7 @@ struct sequence {
     put(INSTR_CREATE_cbz(dc, opnd_create_instr(done), x26));
     uint32_t counted = 0;
     for (uint32_t i = 0; i < r.sites.size(); ++i) {
-      if (!sve::accesses_memory(r.sites[i].handler)) continue;
+      if (!r.sites[i].memory) continue;
       instr_t* next = INSTR_CREATE_label(dc);
       put(INSTR_CREATE_sub(dc, x26, x26, OPND_CREATE_INT(int(i + 1 - counted))));
       counted = i + 1;
@@ -470,8 +470,8 @@ struct framework_block {
     size_t bytes = 0;
     if (!step || !insert_step(dc, bb, i, pc, word, *step)) {
       bytes = pending.empty() ? run_bytes : 0;
-      if (sve::accesses_memory(h)) bytes += fault_exit_bytes;
       pending.push_back(sve::site_of(word, reinterpret_cast<uint32_t*>(pc), h));
+      if (pending.back().memory) bytes += fault_exit_bytes;
       instr_t* after = next(i);
       if (!after || !is_sve(this->word(after)) || pending.size() == max_run) close_run(i);
     }

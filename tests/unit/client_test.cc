@@ -228,7 +228,7 @@ TEST(Runs, InternedAndCarriedOutInOrder) {
   // A run whose second handler fails counts the first instruction alone;
   // one abandoned after its first counts that one.
   auto failing = [](cpu_state*, unsigned) { return aarch64_decode_unknown; };
-  const run* broken = intern_run({sites[0], {code[1], &code[1], failing, sites[1].count}});
+  const run* broken = intern_run({sites[0], {code[1], &code[1], failing, sites[1].count, false}});
   testing::internal::CaptureStderr();
   emulate_run(s.get(), *broken, false, &next);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("failed to emulate"), std::string::npos);
