@@ -17,13 +17,19 @@ namespace sve {
 // records the address in pc and runs the handler. A failing handler is
 // reported on stderr; the registers stay as the handler left them and the
 // program goes on. True when the handler succeeded. Inline, because a run
-// of the framework client carries out its instructions one after another.
+// of the framework client carries out its instructions one after another;
+// the run puts the program's FPCR into the processor once for all of them
+// (`fpcr_loaded`), since no handler changes it and a write of FPCR is slow
+// on many processors.
 void report_failed_handler(const uint32_t* addr);
-inline bool carry_out(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h) {
+inline bool carry_out(cpu_state* s, uint32_t word, uint32_t* addr, sve_handler h, bool fpcr_loaded = false) {
   s->pc = addr;
   // Native floating point computes under the program's FPCR and adds to its
   // FPSR, whatever the host's own code between the two left in them.
-  load_host_fp(s);
+  if (fpcr_loaded)
+    load_host_fpsr(s);
+  else
+    load_host_fp(s);
   if (h(s, word) == aarch64_decode_ok) [[likely]]
     return true;
   report_failed_handler(addr);

@@ -53,14 +53,16 @@ void count_done(const run& r, uint32_t done) {
 }
 
 void emulate_run(cpu_state* s, const run& r, bool profiled, volatile uint32_t* next) {
+  const site* const sites = r.sites.data();
   const uint32_t n = uint32_t(r.sites.size());
   bool whole = true;
+  load_host_fp(s);
   for (uint32_t i = 0; i < n; ++i) {
     *next = i;
-    const site& x = r.sites[i];
+    const site& x = sites[i];
     if (profiled) {
       emulate_word_profiled(s, x.word, x.addr, x.handler);
-    } else if (!carry_out(s, x.word, x.addr, x.handler)) {
+    } else if (!carry_out(s, x.word, x.addr, x.handler, true)) {
       // A handler failed: those before it are counted now, and the rest
       // each by itself.
       if (whole) count_done(r, i);

@@ -70,6 +70,8 @@ inline void copy_host_fpsr(cpu_state* s) { s->fpsr = host_fpsr(); }
 inline void load_host_fp(const cpu_state* s) {
   asm volatile("msr fpcr, %0\n\tmsr fpsr, %1" : : "r"(uint64_t(s->fpcr)), "r"(uint64_t(s->fpsr)));
 }
+// FPSR alone, for a host that put FPCR in already: no handler changes FPCR.
+inline void load_host_fpsr(const cpu_state* s) { asm volatile("msr fpsr, %0" : : "r"(uint64_t(s->fpsr))); }
 // For an embedder: the instruction runs under the FPCR and FPSR of its
 // cpu_state, and the embedder's own floating-point environment is restored
 // afterwards.
@@ -86,6 +88,7 @@ struct host_fp_scope {
 #else
 inline void copy_host_fpsr(cpu_state*) {}
 inline void load_host_fp(const cpu_state*) {}
+inline void load_host_fpsr(const cpu_state*) {}
 struct host_fp_scope {
   explicit host_fp_scope(const cpu_state*) {}
 };
