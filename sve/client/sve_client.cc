@@ -26,6 +26,7 @@
 
 #include "../decode/stats.h"
 #include "../memory/host_memory.h"
+#include "predicate_steps.h"
 #include "runs.h"
 #include "scalar_steps.h"
 #include "dr_api.h"
@@ -102,6 +103,17 @@ struct thread_data {
 };
 static_assert(offsetof(thread_data, state) == 0);
 static_assert(offsetof(thread_data, fault_site) < 16380, "reachable by a load from the base register");
+
+// Slots of the framework's thread-local area, addressed from the stolen
+// register, for the code of the inline predicate steps: X0 and X1 spilled
+// as a pair, Q0 and Q1 as a pair, and the addresses of P4 and P12 in the
+// thread's cpu_state, from which one pair store's offset reaches every byte
+// of P0 to P7 and of P8 to P15 respectively.
+enum raw_slot : unsigned { x_pair = 0, q_pair = 2, p4_at = 6, p12_at = 7, raw_slots = 8 };
+bool have_raw_slots;
+reg_id_t raw_base;
+uint raw_offset;
+int raw_at(raw_slot s) { return int(raw_offset + 8 * s); }
 
 // An address in the page at 0, which no process maps.
 constexpr uintptr_t unmapped_address = 16;
@@ -386,27 +398,34 @@ struct sequence {
 
 // Whether steps go inline: with the processor's single-instruction atomic
 // add (LSE), which counts them exactly among threads, and without a
-// profile, which wants the emulator to see every instruction.
-bool inline_steps;
+// profile, which wants the emulator to see every instruction. Predicate
+// steps also need the thread-local slots, within a pair store's reach of
+// the stolen register.
+bool inline_steps, inline_predicates;
 
-// A scalar step in the instruction's place: the two counts of the
-// statistics (its address's and the total) by atomic adds, then the add or
-// move itself, 11 to 14 instructions in all. Refused (false) when a
+// The count of an inline step: one atomic add of X1, which holds 1, on the
+// counter of a run that is the instruction alone, through X0. The
+// statistics fold it in at exit, as they do every run's.
+void insert_count(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, const sve::site& site) {
+  const sve::run* alone = sve::intern_run({site});
+  instrlist_insert_mov_immed_ptrsz(dc, reinterpret_cast<ptr_int_t>(&alone->whole), opnd_create_reg(DR_REG_X0), bb, where,
+                                   nullptr, nullptr);
+  inserter{dc, bb, where, pc}(INSTR_CREATE_ldadd(dc, opnd_create_reg(DR_REG_X1), opnd_create_reg(DR_REG_XZR),
+                                                 opnd_create_base_disp(DR_REG_X0, DR_REG_NULL, 0, 0, OPSZ_8)));
+}
+
+// A scalar step in the instruction's place: its count, then the add or
+// move itself, 10 instructions in all for most steps. Refused (false) when a
 // register is the framework's stolen one or c does not fit an add's
 // immediate; the instruction is then emulated as any other.
-bool insert_step(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint32_t word, const sve::scalar_step& st) {
+bool insert_step(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, const sve::site& site, const sve::scalar_step& st) {
   const int64_t magnitude = st.c < 0 ? -st.c : st.c;
   if (st.rd == 28 || (!st.from_zero && st.rn == 28) || (!st.from_zero && magnitude >= 4096)) return false;
   inserter put{dc, bb, where, pc};
-  const opnd_t x0 = opnd_create_reg(DR_REG_X0), x1 = opnd_create_reg(DR_REG_X1);
-  std::atomic<uint64_t>* counts[] = {&sve::address_count(reinterpret_cast<uint32_t*>(pc), word), &sve_instr_count};
   dr_save_reg(dc, bb, where, DR_REG_X0, SPILL_SLOT_3);
   dr_save_reg(dc, bb, where, DR_REG_X1, SPILL_SLOT_4);
-  put(INSTR_CREATE_movz(dc, x1, OPND_CREATE_INT16(1), OPND_CREATE_INT8(0)));
-  for (std::atomic<uint64_t>* count : counts) {
-    instrlist_insert_mov_immed_ptrsz(dc, reinterpret_cast<ptr_int_t>(count), x0, bb, where, nullptr, nullptr);
-    put(INSTR_CREATE_ldadd(dc, x1, opnd_create_reg(DR_REG_XZR), opnd_create_base_disp(DR_REG_X0, DR_REG_NULL, 0, 0, OPSZ_8)));
-  }
+  put(INSTR_CREATE_movz(dc, opnd_create_reg(DR_REG_X1), OPND_CREATE_INT16(1), OPND_CREATE_INT8(0)));
+  insert_count(dc, bb, where, pc, site);
   dr_restore_reg(dc, bb, where, DR_REG_X0, SPILL_SLOT_3);
   dr_restore_reg(dc, bb, where, DR_REG_X1, SPILL_SLOT_4);
   // Register 31 is SP for ADDVL and ADDPL; for the others it is XZR, whose
@@ -419,6 +438,56 @@ bool insert_step(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, uint32_t 
     put(INSTR_CREATE_add(dc, x(st.rd), x(st.rn), OPND_CREATE_INT(int(st.c))));
   else
     put(INSTR_CREATE_sub(dc, x(st.rd), x(st.rn), OPND_CREATE_INT(int(-st.c))));
+  return true;
+}
+
+// A predicate step in the instruction's place: the pattern and zero in Q0
+// and Q1, 32 bytes a pair store into the predicate's bytes in cpu_state,
+// the flags for PTRUES, and one atomic add on the counter of a run that is
+// this instruction alone, which the statistics fold in at exit. With the
+// spills, 18 instructions for PFALSE or a PTRUE of the whole vector at
+// 1792 bits, 19 for a PTRUE of part of it (pattern and zero both), and two
+// more for the flags of PTRUES. Refused (false) when the predicate lies out
+// of a pair store's reach.
+bool insert_predicate_step(void* dc, instrlist_t* bb, instr_t* where, app_pc pc, const sve::site& site,
+                           const sve::predicate_step& st) {
+  static_assert(sve_vl_bytes % 32 == 0, "stores go in pairs of 16-byte segments");
+  const int first = int(st.pd - (st.pd < 8 ? 4 : 12)) * int(sve_vl_bytes);
+  if (first < -1024 || first + int(sve_vl_bytes) - 32 > 1008) return false;
+  bool patterned = false, zeroed = false;
+  for (bool f : st.full) (f ? patterned : zeroed) = true;
+  // Accesses through the stolen register go in as the client's own code:
+  // the framework would rewrite an application instruction that names it.
+  inserter put{dc, bb, where, pc};
+  auto put_meta = [&](instr_t* i) {
+    instr_set_translation(i, pc);
+    instrlist_meta_preinsert(bb, where, i);
+  };
+  const opnd_t x0 = opnd_create_reg(DR_REG_X0), x1 = opnd_create_reg(DR_REG_X1);
+  const opnd_t q0 = opnd_create_reg(DR_REG_Q0), q1 = opnd_create_reg(DR_REG_Q1);
+  auto raw = [&](raw_slot s, opnd_size_t size) { return opnd_create_base_disp(raw_base, DR_REG_NULL, 0, raw_at(s), size); };
+  put_meta(INSTR_CREATE_stp(dc, raw(x_pair, OPSZ_16), x0, x1));
+  put_meta(INSTR_CREATE_stp(dc, raw(q_pair, OPSZ_32), q0, q1));
+  put(INSTR_CREATE_movz(dc, x1, OPND_CREATE_INT16(1), OPND_CREATE_INT8(0)));
+  if (patterned) {
+    const opnd_t width = st.esize == 1   ? OPND_CREATE_BYTE()
+                         : st.esize == 2 ? OPND_CREATE_HALF()
+                         : st.esize == 4 ? OPND_CREATE_SINGLE()
+                                         : OPND_CREATE_DOUBLE();
+    put(instr_create_1dst_2src(dc, OP_dup, q0, opnd_create_reg(st.esize == 8 ? DR_REG_X1 : DR_REG_W1), width));
+  }
+  if (zeroed) put(instr_create_1dst_2src(dc, OP_dup, q1, opnd_create_reg(DR_REG_XZR), OPND_CREATE_DOUBLE()));
+  put_meta(INSTR_CREATE_ldr(dc, x0, raw(st.pd < 8 ? p4_at : p12_at, OPSZ_8)));
+  for (unsigned seg = 0; seg < sve::predicate_segments; seg += 2)
+    put(INSTR_CREATE_stp(dc, opnd_create_base_disp(DR_REG_X0, DR_REG_NULL, 0, first + int(16 * seg), OPSZ_32),
+                         st.full[seg] ? q0 : q1, st.full[seg + 1] ? q0 : q1));
+  put_meta(INSTR_CREATE_ldp(dc, q0, q1, raw(q_pair, OPSZ_32)));
+  if (st.nzcv) {
+    put(INSTR_CREATE_movz(dc, x0, OPND_CREATE_INT16(*st.nzcv >> 16), OPND_CREATE_INT8(16)));
+    put(INSTR_CREATE_msr(dc, opnd_create_reg(DR_REG_NZCV), x0));
+  }
+  insert_count(dc, bb, where, pc, site);
+  put_meta(INSTR_CREATE_ldp(dc, x0, x1, raw(x_pair, OPSZ_16)));
   return true;
 }
 
@@ -458,19 +527,25 @@ struct framework_block {
   // open, or opens one; the run's code goes in when an instruction that is
   // not SVE follows, in place of its last instruction. Until then the
   // instruction leaves no code, and the size returned is what its run's
-  // code will take for it. A scalar step goes inline when no run is open:
-  // inside one it is an instruction of the run like the others.
+  // code will take for it. A scalar or predicate step goes inline when no
+  // run is open: inside one it is an instruction of the run like the others.
   size_t replace(instr_t* i, sve_handler h) {
     app_pc pc = instr_get_app_pc(i);
     SVE_ASSERT(dr_get_stolen_reg() == DR_REG_X28);
     instr_t* before = instr_get_prev(i);
     const uint32_t word = *reinterpret_cast<const uint32_t*>(pc);
-    const std::optional<sve::scalar_step> step =
-        inline_steps && pending.empty() ? sve::scalar_step_of(word, h) : std::nullopt;
+    const sve::site site = sve::site_of(word, reinterpret_cast<uint32_t*>(pc), h);
+    bool inlined = false;
+    if (inline_steps && pending.empty()) {
+      if (const std::optional<sve::scalar_step> step = sve::scalar_step_of(word, h))
+        inlined = insert_step(dc, bb, i, pc, site, *step);
+      else if (const std::optional<sve::predicate_step> step = sve::predicate_step_of(word, h); step && inline_predicates)
+        inlined = insert_predicate_step(dc, bb, i, pc, site, *step);
+    }
     size_t bytes = 0;
-    if (!step || !insert_step(dc, bb, i, pc, word, *step)) {
+    if (!inlined) {
       bytes = pending.empty() ? run_bytes : 0;
-      pending.push_back(sve::site_of(word, reinterpret_cast<uint32_t*>(pc), h));
+      pending.push_back(site);
       if (pending.back().memory) bytes += fault_exit_bytes;
       instr_t* after = next(i);
       if (!after || !is_sve(this->word(after)) || pending.size() == max_run) close_run(i);
@@ -522,6 +597,11 @@ void event_thread_init(void* dc) {
   t->stack = dr_raw_mem_alloc(emulator_stack_bytes, DR_MEMPROT_READ | DR_MEMPROT_WRITE, nullptr);
   t->stack_top = reinterpret_cast<uintptr_t>(t->stack) + emulator_stack_bytes;
   drmgr_set_tls_field(dc, tls_idx, &t->state);
+  if (inline_predicates) {
+    auto* slots = static_cast<byte*>(dr_get_dr_segment_base(raw_base));
+    *reinterpret_cast<void**>(slots + raw_at(p4_at)) = t->state.p[4];
+    *reinterpret_cast<void**>(slots + raw_at(p12_at)) = t->state.p[12];
+  }
 }
 
 void event_thread_exit(void* dc) {
@@ -553,6 +633,7 @@ void event_exit() {
   if (exe) dr_free_module_data(exe);
   if (!hide_sve.get_value()) drwrap_exit();
   if (!drmgr_unregister_bb_app2app_event(event_instruction_change)) SVE_ASSERT(false);
+  if (have_raw_slots) dr_raw_tls_cfree(raw_offset, raw_slots);
   drmgr_exit();
 }
 
@@ -587,6 +668,9 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char* argv[]) {
     SVE_ASSERT(false);
   sve::set_memory_host(framework_memory);
   inline_steps = proc_has_feature(FEATURE_LSE) && !sve::profiling();
+  // A pair store of X registers reaches 504 bytes from its base.
+  have_raw_slots = dr_raw_tls_calloc(&raw_base, &raw_offset, raw_slots, 16);
+  inline_predicates = inline_steps && have_raw_slots && raw_base == dr_get_stolen_reg() && raw_offset + 8 * raw_slots <= 512;
   // The framework's private copy of the C library has no page size of its
   // own to give the emulator's static initialisation; the framework knows it.
   page_size = long(dr_page_size());

@@ -11,6 +11,7 @@
 
 #include "machine.h"
 #include "sve/client/emulate.h"
+#include "sve/client/predicate_steps.h"
 #include "sve/client/runs.h"
 #include "sve/client/scalar_steps.h"
 #include "sve/decode/stats.h"
@@ -111,6 +112,46 @@ TEST(ScalarSteps, DoWhatTheHandlerDoes) {
   EXPECT_EQ(taken, 15u * 16) << "of " << offered;
   for (const char* other : {"VecS32QIncrVL8SI", "VecU32IncrVLVI", "VecU32AddVVM"})
     EXPECT_FALSE(scalar_step_of(test::word(other), test::entry(other).handler)) << other;
+}
+
+// The predicates that the client stores inline are what the handler writes,
+// for every word of PFALSE, PTRUE and PTRUES on random registers, and the
+// flags what PTRUES sets; a word is taken exactly when its pattern's element
+// count fills whole 16-byte segments. Other instructions are not taken.
+TEST(PredicateSteps, StoreWhatTheHandlerStores) {
+  std::mt19937 rng(11);
+  // The number of elements that a pattern names, out of n.
+  auto elements = [](unsigned pattern, unsigned n) -> unsigned {
+    if (pattern == 0) return 1u << (31 - __builtin_clz(n));
+    if (pattern >= 1 && pattern <= 8) return pattern <= n ? pattern : 0;
+    if (pattern >= 9 && pattern <= 13) return 16u << (pattern - 9) <= n ? 16u << (pattern - 9) : 0;
+    if (pattern == 29) return n - n % 4;
+    if (pattern == 30) return n - n % 3;
+    return pattern == 31 ? n : 0;
+  };
+  unsigned taken = 0;
+  for (const char* name : {"VecPFalse", "VecP8TrueI", "VecP16TrueI", "VecP32TrueI", "VecP64TrueI", "VecP8TrueFlgI",
+                           "VecP16TrueFlgI", "VecP32TrueFlgI", "VecP64TrueFlgI"}) {
+    const decode_entry& e = test::entry(name);
+    for (uint32_t w = e.fixed_value; w <= (e.fixed_value | ~e.fixed_mask); ++w) {
+      if ((w & e.fixed_mask) != e.fixed_value) continue;
+      const std::optional<predicate_step> st = predicate_step_of(w, e.handler);
+      const unsigned esize = 1u << field(w, 23, 22), pattern = field(w, 9, 5);
+      const bool pfalse = std::string_view(name) == "VecPFalse";
+      EXPECT_EQ(bool(st), pfalse || elements(pattern, sve_vl_bytes / esize) * esize % 16 == 0) << name << " " << pattern;
+      if (!st) continue;
+      ++taken;
+      auto want = test::random_state(rng()), got = std::make_unique<cpu_state>(*want);
+      ASSERT_EQ(e.handler(want.get(), w), aarch64_decode_ok);
+      for (unsigned i = 0; i < sve_vl_bytes; ++i) got->p[st->pd][i] = step_byte(*st, i);
+      if (st->nzcv) got->nzcv = (got->nzcv & ~uint64_t(0xf0000000)) | *st->nzcv;
+      // Everything up to the handler's record of the word it ran.
+      ASSERT_EQ(std::memcmp(got.get(), want.get(), offsetof(cpu_state, instr)), 0) << name << " 0x" << std::hex << w;
+    }
+  }
+  EXPECT_GT(taken, 16u * 9);
+  for (const char* other : {"VecPTestPZ", "VecPAndPPZ", "VecU32AddVVM"})
+    EXPECT_FALSE(predicate_step_of(test::word(other), test::entry(other).handler)) << other;
 }
 
 // What prctl answers for the SVE vector length, as the kernel of a processor
