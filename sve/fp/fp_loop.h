@@ -88,8 +88,18 @@ using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
 
 // Defines Name, an element operation of the direct kernels: `native` runs the
 // AArch64 instruction Insn on scalar registers (AArch64 hosts only), and
-// `library` the library operation Lib.
+// `library` the library operation Lib. On AArch64 hosts `group<T>` runs the
+// vector form of the same instruction on the 16 bytes of four single or two
+// double lanes, which gives each lane the bits and flags of the scalar form.
 #if defined(__aarch64__)
+using fp_group = uint8_t __attribute__((vector_size(16)));
+#define SVE_FP_GROUP_ASM(T, insn, operands, ...)                                            \
+  if constexpr (sizeof(T) == 4)                                                             \
+    asm volatile(insn " %0.4s" operands(".4s") : __VA_ARGS__);                              \
+  else                                                                                      \
+    asm volatile(insn " %0.2d" operands(".2d") : __VA_ARGS__);
+#define SVE_FP_TWO_SOURCES(arr) ", %1" arr ", %2" arr
+#define SVE_FP_ONE_SOURCE(arr) ", %1" arr
 #define SVE_FP_NATIVE_BINARY(insn)                                                          \
   static float native(float a, float b) {                                                   \
     float r;                                                                                \
@@ -99,6 +109,12 @@ using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
   static double native(double a, double b) {                                                \
     double r;                                                                               \
     asm volatile(insn " %d0, %d1, %d2" : "=w"(r) : "w"(a), "w"(b));                         \
+    return r;                                                                               \
+  }                                                                                         \
+  template <class T>                                                                        \
+  static fp_group group(fp_group a, fp_group b) {                                           \
+    fp_group r;                                                                             \
+    SVE_FP_GROUP_ASM(T, insn, SVE_FP_TWO_SOURCES, "=w"(r) : "w"(a), "w"(b))                 \
     return r;                                                                               \
   }
 #define SVE_FP_NATIVE_UNARY(insn)                                                           \
@@ -110,6 +126,12 @@ using host_float = std::conditional_t<sizeof(T) == 4, float, double>;
   static double native(double a) {                                                          \
     double r;                                                                               \
     asm volatile(insn " %d0, %d1" : "=w"(r) : "w"(a));                                      \
+    return r;                                                                               \
+  }                                                                                         \
+  template <class T>                                                                        \
+  static fp_group group(fp_group a) {                                                       \
+    fp_group r;                                                                             \
+    SVE_FP_GROUP_ASM(T, insn, SVE_FP_ONE_SOURCE, "=w"(r) : "w"(a))                          \
     return r;                                                                               \
   }
 #else
@@ -140,9 +162,11 @@ T fused(T addend, T n, T m, FPSCR& s) {
 }
 
 // ±a ± n * m: on AArch64 hosts the scalar instruction Insn, whose
-// negations are those of the vector instruction.
+// negations are those of the vector instruction. The vector forms are FMLA
+// (a + n * m) and FMLS (a + -n * m), and FNEG negates the addend first, as
+// the negated forms' definition does.
 #if defined(__aarch64__)
-#define SVE_FP_NATIVE_FUSED(insn)                                                        \
+#define SVE_FP_NATIVE_FUSED(insn, neg_addend, neg_factor)                                \
   static float native(float a, float n, float m) {                                       \
     float r;                                                                             \
     asm volatile(insn " %s0, %s1, %s2, %s3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
@@ -152,13 +176,25 @@ T fused(T addend, T n, T m, FPSCR& s) {
     double r;                                                                            \
     asm volatile(insn " %d0, %d1, %d2, %d3" : "=w"(r) : "w"(n), "w"(m), "w"(a));         \
     return r;                                                                            \
+  }                                                                                      \
+  template <class T>                                                                     \
+  static fp_group group(fp_group a, fp_group n, fp_group m) {                            \
+    if constexpr (neg_addend) {                                                          \
+      SVE_FP_GROUP_ASM(T, "fneg", SVE_FP_ONE_SOURCE, "=w"(a) : "w"(a))                   \
+    }                                                                                    \
+    if constexpr (neg_factor) {                                                          \
+      SVE_FP_GROUP_ASM(T, "fmls", SVE_FP_TWO_SOURCES, "+w"(a) : "w"(n), "w"(m))          \
+    } else {                                                                             \
+      SVE_FP_GROUP_ASM(T, "fmla", SVE_FP_TWO_SOURCES, "+w"(a) : "w"(n), "w"(m))          \
+    }                                                                                    \
+    return a;                                                                            \
   }
 #else
-#define SVE_FP_NATIVE_FUSED(insn)
+#define SVE_FP_NATIVE_FUSED(insn, neg_addend, neg_factor)
 #endif
 #define SVE_FP_FUSED_OP(name, insn, neg_addend, neg_factor)                              \
   struct op_##name {                                                                     \
-    SVE_FP_NATIVE_FUSED(insn)                                                            \
+    SVE_FP_NATIVE_FUSED(insn, neg_addend, neg_factor)                                    \
     template <class T>                                                                   \
     static T library(T a, T n, T m, FPSCR& s) { return fused<neg_addend, neg_factor>(a, n, m, s); } \
     SVE_FP_VECTOR(name)                                                                  \
@@ -213,6 +249,34 @@ inline aarch64_decode_rc fp_kernel_vector(uint8_t* d, const uint8_t* pg, Fast&& 
   return aarch64_decode_ok;
 }
 
+#if defined(__aarch64__)
+// The direct route in vector registers: Op::group<T> on each 16-byte group
+// of lanes that are all active (every group when pg is null), written to d
+// once the group's sources are read, and the lanes of the other groups left
+// to the scalar loop. Only where FPCR.AH is 0, as it always is on hosts
+// without the alternative floating-point behaviour: under AH the separate
+// FNEG of the negated fused forms is not shown to treat a NaN as the scalar
+// forms do.
+template <class Op, class T, size_t K>
+inline fast::lane_set native_groups(const std::array<const uint8_t*, K>& src, const uint8_t* pg, FPSCR fpcr, uint8_t* d) {
+  if (fpcr & 2) return fast::every_lane;
+  constexpr unsigned per_group = 16 / sizeof(T);
+  constexpr uint64_t first_bytes = sizeof(T) == 4 ? 0x0000000100000001 : 1;
+  fast::lane_set left = 0;
+  for (unsigned g = 0; g < sve_vl_bytes; g += 16) {
+    if (pg && (load<uint64_t>(pg + g) & load<uint64_t>(pg + g + 8) & first_bytes) != first_bytes) {
+      left |= fast::lane_set((1u << per_group) - 1) << (g / sizeof(T));
+      continue;
+    }
+    const fp_group r = [&]<size_t... j>(std::index_sequence<j...>) {
+      return Op::template group<T>(load<fp_group>(src[j] + g)...);
+    }(std::make_index_sequence<K>{});
+    std::memcpy(d + g, &r, sizeof r);
+  }
+  return left;
+}
+#endif
+
 // The element-wise kernel loop of Op on operand vectors: operands(T{},
 // scratch) gives the bytes of each operand's lanes (a vector register, or a
 // vector built in `scratch`, room for two vectors), in the order of Op's
@@ -233,6 +297,10 @@ inline aarch64_decode_rc fp_kernel_lanes(cpu_state* s, aarch64_z_reg zd, const u
         d, pg,
         [&] {
           const FPSCR fpcr = s->fpcr | s->fpcr_high;
+#if defined(__aarch64__)
+          if constexpr (sizeof(T) != 2 && requires { &Op::template group<T>; })
+            return native_groups<Op, T>(src, pg, fpcr, d);
+#endif
           if constexpr (!requires { Op::vector; })
             return fast::every_lane;
           else if constexpr (sizeof(T) == 2)
