@@ -2,10 +2,55 @@
 
 #include "host_isa.h"
 
+#if defined(__aarch64__)
+#include <arm_neon.h>
+#endif
+
 namespace sve {
 
 namespace {
 
+#if defined(__aarch64__)
+// Sixteen bytes at a time: bit 0 of each byte shifted to its place in its
+// group of eight, then pairwise sums that fold each group of eight into one
+// byte of the packed form (no two bits meet).
+const int8x16_t place_in_byte = {0, 1, 2, 3, 4, 5, 6, 7, 0, 1, 2, 3, 4, 5, 6, 7};
+
+uint8x16_t placed_bits(const uint8_t* bytes) {
+  return vshlq_u8(vandq_u8(vld1q_u8(bytes), vdupq_n_u8(1)), place_in_byte);
+}
+
+PredV pack_neon(const uint8_t* bytes) {
+  uint8_t packed[sizeof(PredV)] = {};
+  unsigned i = 0;
+  for (; i + 64 <= sve_vl_bytes; i += 64) {
+    const uint8x16_t fours = vpaddq_u8(vpaddq_u8(placed_bits(bytes + i), placed_bits(bytes + i + 16)),
+                                       vpaddq_u8(placed_bits(bytes + i + 32), placed_bits(bytes + i + 48)));
+    vst1_u8(packed + i / 8, vget_low_u8(vpaddq_u8(fours, fours)));
+  }
+  for (; i < sve_vl_bytes; i += 16) {
+    uint8x16_t sums = placed_bits(bytes + i);
+    for (int fold = 0; fold < 3; ++fold) sums = vpaddq_u8(sums, sums);
+    vst1q_lane_u16(reinterpret_cast<uint16_t*>(packed + i / 8), vreinterpretq_u16_u8(sums), 0);
+  }
+  PredV p;
+  std::memcpy(p.w, packed, sizeof p.w);
+  return p;
+}
+
+// Sixteen bytes at a time: each of two packed bytes over eight lanes, each
+// lane testing its own bit.
+void unpack_neon(const PredV& p, uint8_t* bytes) {
+  const uint8x16_t bit_of_lane = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+  uint8_t packed[sizeof(PredV)];
+  std::memcpy(packed, p.w, sizeof packed);
+  for (unsigned i = 0; i < sve_vl_bytes; i += 16) {
+    const uint8x16_t spread = vcombine_u8(vdup_n_u8(packed[i / 8]), vdup_n_u8(packed[i / 8 + 1]));
+    vst1q_u8(bytes + i, vandq_u8(vtstq_u8(spread, bit_of_lane), vdupq_n_u8(1)));
+  }
+}
+
+#else
 #if !defined(__SSE2__)
 // Bit 0 of each of eight bytes, byte i to bit i: the multiplier moves byte
 // i's bit to bit 56 + i, and no two partial products meet in the top byte.
@@ -24,8 +69,8 @@ uint64_t spread_bits(uint64_t bits) {
 
 // Each packed word is built in a register. On x86, pmovmskb takes the top
 // bits of sixteen bytes at once (thirty-two with AVX2), where a shift of the
-// 16-bit lanes by 7 has put the bit 0 of both their bytes; elsewhere eight
-// bytes at a time go through gather_bits.
+// 16-bit lanes by 7 has put the bit 0 of both their bytes; on hosts other
+// than x86 and AArch64 eight bytes at a time go through gather_bits.
 #if defined(__SSE2__)
 using halves16 = uint16_t __attribute__((vector_size(16)));
 using chars16 = char __attribute__((vector_size(16)));
@@ -70,22 +115,31 @@ PredV pack_baseline(const uint8_t* bytes) {
   }
   return p;
 }
+#endif
 
 }  // namespace
 
 PredV pack(const uint8_t* bytes) {
+#if defined(__aarch64__)
+  return pack_neon(bytes);
+#else
 #if defined(__SSE2__)
   if (host::has_avx2()) return pack_avx2(bytes);
 #endif
   return pack_baseline(bytes);
+#endif
 }
 
 void unpack(const PredV& p, uint8_t* bytes) {
+#if defined(__aarch64__)
+  unpack_neon(p, bytes);
+#else
   for (unsigned k = 0; k < 4; ++k)
     for (unsigned j = 0; j < 8 && 64 * k + 8 * j < sve_vl_bytes; ++j) {
       uint64_t v = spread_bits(p.w[k] >> 8 * j);
       std::memcpy(bytes + 64 * k + 8 * j, &v, 8);
     }
+#endif
 }
 
 uint64_t VecTrueILength(uint64_t pattern, int n) {
