@@ -56,9 +56,9 @@ bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, unsigned tab
 // the predicate's bytes p make active, in order, then zeros. d may be a.
 bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p);
 
-// EXT: d = the vector's length of bytes from byte `from` of d and m laid end
-// to end; m is not d.
-bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from);
+// EXT: d = the vector's length of bytes from byte `from` of a and b laid end
+// to end; d may be either or both.
+bool extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from);
 
 // The AES steps on each 16-byte block of d, in place: AESE and AESD with the
 // round key k (the same block of the second register), AESMC and AESIMC,
