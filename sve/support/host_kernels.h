@@ -60,6 +60,14 @@ bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_
 // to end; d may be either or both.
 bool extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from);
 
+// BEXT, BDEP and BGRP on elements of `bytes` bytes: each element of d is
+// that of a with its bits at the ones of m's element gathered at the bottom
+// (gather), its low bits scattered to the ones of m's (scatter), or the bits
+// at the ones gathered below those at the zeros, gathered too (group). d may
+// be a or m. In host_bits.cc.
+enum class bit_move { gather, scatter, group };
+bool move_bits(bit_move op, unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* m);
+
 // The AES steps on each 16-byte block of d, in place: AESE and AESD with the
 // round key k (the same block of the second register), AESMC and AESIMC,
 // which take no key (k unused).
