@@ -14,10 +14,10 @@ namespace sve::host {
 
 namespace {
 
-// Each element is widened to 64 bits: the bits of its mask above its width
-// are zero, so they take no part. BGRP's mask of zeros is cut to the width
-// before it is widened for the same reason; its shift by a count of 64 (a
-// mask of all ones, when the zeros gather nothing) would be undefined.
+// Each element is widened to 64 bits with zeros above it, which neither
+// PEXT nor PDEP moves into the element's width. BGRP skips the shift of the
+// bits at the zeros when the mask is all ones of 64 bits: they are none, and
+// a shift by 64 would be undefined.
 template <class T, bit_move Op>
 [[gnu::target("bmi2")]] void move_bits_bmi2(uint8_t* d, const uint8_t* a, const uint8_t* m) {
   for (unsigned i = 0; i < sve_vl_bytes; i += sizeof(T)) {
@@ -47,7 +47,8 @@ constexpr const bits_kernel* by_move[3] = {by_bytes<bit_move::gather>, by_bytes<
 
 }  // namespace
 
-// BMI2 comes with AVX2 on every host that has both.
+// Every processor with AVX2 has BMI2: the AVX2 level stands for both, as in
+// run_avx2.
 bool move_bits(bit_move op, unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* m) {
   if (!has_avx2()) return false;
   by_move[unsigned(op)][__builtin_ctz(bytes)](d, a, m);
