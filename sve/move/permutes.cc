@@ -147,19 +147,18 @@ aarch64_decode_rc sve_tbx_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
 
 // EXT: the vector's length of bytes from byte imm8 of the first source and
 // the second laid end to end; an offset at or beyond the vector length
-// counts as 0. The destination may be either source. The portable copy is
-// a function of its own, so that the host kernel's route keeps no frame.
+// counts as 0. The destination may be either source.
 namespace {
-[[gnu::noinline]] void extract_portable(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
-  uint8_t pair[2 * vl];
-  std::memcpy(pair, a, vl);
-  std::memcpy(pair + vl, b, vl);
-  std::memcpy(d, pair + from, vl);
-}
-
-inline aarch64_decode_rc extract_window(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t imm8) {
+aarch64_decode_rc extract_window(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t imm8) {
   const unsigned from = imm8 >= vl ? 0 : imm8;
-  if (!host::extract_bytes(d, a, b, from)) extract_portable(d, a, b, from);
+  if constexpr (host::extracts_bytes) {
+    host::extract_bytes(d, a, b, from);
+  } else {
+    uint8_t pair[2 * vl];
+    std::memcpy(pair, a, vl);
+    std::memcpy(pair + vl, b, vl);
+    std::memcpy(d, pair + from, vl);
+  }
   return aarch64_decode_ok;
 }
 }  // namespace

@@ -327,8 +327,7 @@ constexpr auto extract_avx2_builds(std::index_sequence<S...>) {
 // registers' recent stores to these reads, which is what a run of
 // instructions on one register waits for, is quicker for them. The first
 // part of the window is fixed in each build, so that every read is at a
-// constant place; a build returns true for extract_bytes to pass on, which
-// makes its call the last step there.
+// constant place.
 alignas(64) constexpr auto ext_index = [] {
   std::array<uint8_t, 64> a{};
   for (unsigned k = 0; k < 64; ++k) a[k] = uint8_t(k);
@@ -336,7 +335,7 @@ alignas(64) constexpr auto ext_index = [] {
 }();
 
 template <unsigned First>
-[[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi")]] bool extract_vbmi(uint8_t* d, const uint8_t* a,
+[[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi")]] void extract_vbmi(uint8_t* d, const uint8_t* a,
                                                                          const uint8_t* b, unsigned shift) {
   constexpr unsigned parts = sve_vl_bytes / 32;
   const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(ext_index.data() + shift));
@@ -349,7 +348,6 @@ template <unsigned First>
 #pragma GCC unroll 16
   for (unsigned k = 0; k < parts; ++k)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32 * k), _mm256_permutex2var_epi8(w[k], index, w[k + 1]));
-  return true;
 }
 template <size_t... F>
 constexpr auto extract_vbmi_builds(std::index_sequence<F...>) {
@@ -357,20 +355,14 @@ constexpr auto extract_vbmi_builds(std::index_sequence<F...>) {
 }
 
 }  // namespace
-#endif
 
-bool extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
-#if defined(__SSSE3__)
+void extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
   if constexpr (sve_vl_bytes % 32 == 0) {
     static constexpr auto vbmi_builds = extract_vbmi_builds(std::make_index_sequence<sve_vl_bytes / 32>{});
     if (has_vbmi()) return vbmi_builds[from / 32](d, a, b, from % 32);
   }
   extract_pieces(d, a, b, from);
-  return true;
-#else
-  (void)d, (void)a, (void)b, (void)from;
-  return false;
-#endif
 }
+#endif
 
 }  // namespace sve::host

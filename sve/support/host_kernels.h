@@ -57,8 +57,17 @@ bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, unsigned tab
 bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p);
 
 // EXT: d = the vector's length of bytes from byte `from` of a and b laid end
-// to end; d may be either or both.
-bool extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from);
+// to end; d may be either or both. Unlike the kernels above it does not
+// answer whether it ran: every x86 host has a build of it (SSSE3 is in the
+// baseline), and extracts_bytes says at compile time whether there is one,
+// so that the family keeps no operands for a portable loop after the call.
+// Other hosts have no definition.
+#if defined(__SSSE3__)
+inline constexpr bool extracts_bytes = true;
+#else
+inline constexpr bool extracts_bytes = false;
+#endif
+void extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from);
 
 // BEXT, BDEP and BGRP on elements of `bytes` bytes: each element of d is
 // that of a with its bits at the ones of m's element gathered at the bottom
