@@ -152,14 +152,14 @@ namespace {
 aarch64_decode_rc extract_window(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t imm8) {
   const unsigned from = imm8 >= vl ? 0 : imm8;
   if constexpr (host::extracts_bytes) {
-    host::extract_bytes(d, a, b, from);
+    return host::extract_bytes(d, a, b, from);
   } else {
     uint8_t pair[2 * vl];
     std::memcpy(pair, a, vl);
     std::memcpy(pair + vl, b, vl);
     std::memcpy(d, pair + from, vl);
+    return aarch64_decode_ok;
   }
-  return aarch64_decode_ok;
 }
 }  // namespace
 

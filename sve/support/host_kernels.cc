@@ -335,8 +335,9 @@ alignas(64) constexpr auto ext_index = [] {
 }();
 
 template <unsigned First>
-[[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi")]] void extract_vbmi(uint8_t* d, const uint8_t* a,
-                                                                         const uint8_t* b, unsigned shift) {
+[[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi")]] aarch64_decode_rc extract_vbmi(uint8_t* d, const uint8_t* a,
+                                                                                      const uint8_t* b,
+                                                                                      unsigned shift) {
   constexpr unsigned parts = sve_vl_bytes / 32;
   const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(ext_index.data() + shift));
   __m256i w[parts + 1];
@@ -348,6 +349,7 @@ template <unsigned First>
 #pragma GCC unroll 16
   for (unsigned k = 0; k < parts; ++k)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32 * k), _mm256_permutex2var_epi8(w[k], index, w[k + 1]));
+  return aarch64_decode_ok;
 }
 template <size_t... F>
 constexpr auto extract_vbmi_builds(std::index_sequence<F...>) {
@@ -356,12 +358,13 @@ constexpr auto extract_vbmi_builds(std::index_sequence<F...>) {
 
 }  // namespace
 
-void extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
+aarch64_decode_rc extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
   if constexpr (sve_vl_bytes % 32 == 0) {
     static constexpr auto vbmi_builds = extract_vbmi_builds(std::make_index_sequence<sve_vl_bytes / 32>{});
     if (has_vbmi()) return vbmi_builds[from / 32](d, a, b, from % 32);
   }
   extract_pieces(d, a, b, from);
+  return aarch64_decode_ok;
 }
 #endif
 

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "../decode/sve_emu.h"
 #include "host_isa.h"
 
 namespace sve::host {
@@ -61,13 +62,14 @@ bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_
 // answer whether it ran: every x86 host has a build of it (SSSE3 is in the
 // baseline), and extracts_bytes says at compile time whether there is one,
 // so that the family keeps no operands for a portable loop after the call.
-// Other hosts have no definition.
+// It returns aarch64_decode_ok for a handler to return in turn, which makes
+// the call the handler's last step. Other hosts have no definition.
 #if defined(__SSSE3__)
 inline constexpr bool extracts_bytes = true;
 #else
 inline constexpr bool extracts_bytes = false;
 #endif
-void extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from);
+aarch64_decode_rc extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from);
 
 // BEXT, BDEP and BGRP on elements of `bytes` bytes: each element of d is
 // that of a with its bits at the ones of m's element gathered at the bottom
