@@ -158,9 +158,11 @@ constexpr uint64_t scatter_bits(uint64_t x, uint64_t mask) {
 }
 
 template <class Op>
-aarch64_decode_rc bits_by_mask(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm, Op op) {
+aarch64_decode_rc bits_by_mask(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm,
+                               host::bit_move move, Op op) {
   return by_size(zd.elem, [&]<class T>(T) {
     const uint8_t *a = s->z[zn.reg], *b = s->z[zm.reg];
+    if (host::move_bits(move, sizeof(T), s->z[zd.reg], a, b)) return aarch64_decode_ok;
     return all_loop<T>(s->z[zd.reg], [&](unsigned i) {
       return T(op(uint64_t(load<T>(a + i)), uint64_t(load<T>(b + i)), unsigned(sizeof(T) * 8)));
     });
@@ -207,13 +209,15 @@ aarch64_decode_rc sve_rax1_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn,
 // BGRP puts the bits at the ones of the mask below those at its zeros, each
 // group in its order.
 aarch64_decode_rc sve_bext_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-  return bits_by_mask(s, zd, zn, zm, [](uint64_t x, uint64_t m, unsigned) { return gather_bits(x, m); });
+  return bits_by_mask(s, zd, zn, zm, host::bit_move::gather,
+                      [](uint64_t x, uint64_t m, unsigned) { return gather_bits(x, m); });
 }
 aarch64_decode_rc sve_bdep_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-  return bits_by_mask(s, zd, zn, zm, [](uint64_t x, uint64_t m, unsigned) { return scatter_bits(x, m); });
+  return bits_by_mask(s, zd, zn, zm, host::bit_move::scatter,
+                      [](uint64_t x, uint64_t m, unsigned) { return scatter_bits(x, m); });
 }
 aarch64_decode_rc sve_bgrp_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm) {
-  return bits_by_mask(s, zd, zn, zm, [](uint64_t x, uint64_t m, unsigned n) {
+  return bits_by_mask(s, zd, zn, zm, host::bit_move::group, [](uint64_t x, uint64_t m, unsigned n) {
     const uint64_t zeros = ~m & (~uint64_t(0) >> (64 - n));
     const unsigned low = unsigned(__builtin_popcountll(m));
     return gather_bits(x, m) | (low == 64 ? 0 : gather_bits(x, zeros) << low);

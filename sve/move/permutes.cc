@@ -145,30 +145,31 @@ aarch64_decode_rc sve_tbx_zzz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, 
   });
 }
 
-// EXT: 224 bytes from byte imm8 of Zdn and Zm laid end to end; an offset at
-// or beyond the vector length counts as 0. A rotation of one register (Zm is
-// Zdn) reads Zm from a copy.
-aarch64_decode_rc sve_ext_zzi(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm, uint32_t imm8) {
+// EXT: the vector's length of bytes from byte imm8 of the first source and
+// the second laid end to end; an offset at or beyond the vector length
+// counts as 0. The destination may be either source.
+namespace {
+aarch64_decode_rc extract_window(uint8_t* d, const uint8_t* a, const uint8_t* b, uint32_t imm8) {
   const unsigned from = imm8 >= vl ? 0 : imm8;
-  uint8_t* d = s->z[zdn.reg];
-  alignas(16) uint8_t copy[vl];
-  const uint8_t* m = zm.reg == zdn.reg ? static_cast<const uint8_t*>(std::memcpy(copy, d, vl)) : s->z[zm.reg];
-  if (host::extract_bytes(d, m, from)) return aarch64_decode_ok;
-  uint8_t buf[2 * vl];
-  std::memcpy(buf, d, vl);
-  std::memcpy(buf + vl, m, vl);
-  std::memcpy(d, buf + from, vl);
-  return aarch64_decode_ok;
+  if constexpr (host::extracts_bytes) {
+    return host::extract_bytes(d, a, b, from);
+  } else {
+    uint8_t pair[2 * vl];
+    std::memcpy(pair, a, vl);
+    std::memcpy(pair + vl, b, vl);
+    std::memcpy(d, pair + from, vl);
+    return aarch64_decode_ok;
+  }
+}
+}  // namespace
+
+aarch64_decode_rc sve_ext_zzi(cpu_state* s, aarch64_z_reg zdn, aarch64_z_reg zm, uint32_t imm8) {
+  return extract_window(s->z[zdn.reg], s->z[zdn.reg], s->z[zm.reg], imm8);
 }
 
 // EXT of a register pair: the same window over Zn and Zn+1, into Zd.
 aarch64_decode_rc sve_ext2_zzi(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn, uint32_t imm8) {
-  const unsigned from = imm8 >= vl ? 0 : imm8;
-  alignas(16) uint8_t buf[2 * vl];
-  std::memcpy(buf, s->z[zn.reg], vl);
-  std::memcpy(buf + vl, s->z[next_reg(zn)], vl);
-  std::memcpy(s->z[zd.reg], buf + from, vl);
-  return aarch64_decode_ok;
+  return extract_window(s->z[zd.reg], s->z[zn.reg], s->z[next_reg(zn)], imm8);
 }
 
 aarch64_decode_rc sve_rev_zz(cpu_state* s, aarch64_z_reg zd, aarch64_z_reg zn) {

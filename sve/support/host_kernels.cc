@@ -1,6 +1,7 @@
 #include "host_kernels.h"
 
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include "../decode/sve_emu.h"
@@ -242,18 +243,18 @@ bool dot_words(bool is_signed, uint8_t* d, const uint8_t* a, const uint8_t* b) {
 #endif
 }
 
-// EXT. Each 16 bytes of the result come from two aligned 16-byte pieces of
-// the pair, the bytes picked by a shuffle: reads at an odd offset itself
-// would straddle the host's recent writes of the register, which the
-// processor cannot forward. The result is written over d in place: piece j
-// of the result reads pieces j and later.
+// EXT. Without VBMI, each 16 bytes of the result come from two aligned
+// 16-byte pieces of the pair, the bytes picked by a shuffle: reads at an odd
+// offset itself would straddle the host's recent writes of the register,
+// which the processor cannot forward. The result is written over a in
+// place: piece j of the result reads pieces j and later.
 #if defined(__SSSE3__)
 namespace {
 
-// The aligned 16-byte piece q of d and m laid end to end.
-inline const uint8_t* ext_piece(const uint8_t* d, const uint8_t* m, unsigned q) {
+// The aligned 16-byte piece q of a and b laid end to end.
+inline const uint8_t* ext_piece(const uint8_t* a, const uint8_t* b, unsigned q) {
   constexpr unsigned pieces = sve_vl_bytes / 16;
-  return q < pieces ? d + 16 * q : m + 16 * (q - pieces);
+  return q < pieces ? a + 16 * q : b + 16 * (q - pieces);
 }
 
 // The byte shuffles that take 16 bytes from byte `shift` of two pieces:
@@ -272,98 +273,99 @@ struct sse_shift {
 };
 
 // Piece j of the result: 16 bytes from pieces q and q + 1.
-void extract_sse(uint8_t* d, const uint8_t* m, unsigned q, const sse_shift& k, unsigned j) {
-  const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q)));
-  const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q + 1)));
+void extract_sse(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned q, const sse_shift& k, unsigned j) {
+  const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(a, b, q)));
+  const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(a, b, q + 1)));
   const __m128i r = _mm_or_si128(_mm_shuffle_epi8(x, k.low), _mm_shuffle_epi8(y, k.high));
   _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16 * j), r);
 }
 
-void extract_baseline(uint8_t* d, const uint8_t* m, unsigned from) {
+void extract_baseline(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
   const sse_shift k(from % 16);
-  for (unsigned j = 0; j < sve_vl_bytes / 16; ++j) extract_sse(d, m, from / 16 + j, k, j);
+  for (unsigned j = 0; j < sve_vl_bytes / 16; ++j) extract_sse(d, a, b, from / 16 + j, k, j);
 }
 
 // With AVX2, 32 bytes at a time: the pieces q, q + 1 and q + 1, q + 2 side
 // by side in two registers, and one byte-align of the pair by the shift,
 // which is an immediate: one build for each.
 template <int Shift>
-[[gnu::target("avx2")]] void extract_avx2(uint8_t* d, const uint8_t* m, unsigned from) {
-  auto load = [&](unsigned q) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(d, m, q))); };
+[[gnu::target("avx2")]] void extract_avx2(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
+  auto load = [&](unsigned q) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(ext_piece(a, b, q))); };
   unsigned j = 0;
-  __m128i a = load(from / 16);
+  __m128i x = load(from / 16);
   for (; 16 * j + 32 <= sve_vl_bytes; j += 2) {
     const unsigned q = from / 16 + j;
-    const __m128i b = load(q + 1), c = load(q + 2);
-    const __m256i x = _mm256_set_m128i(b, a), y = _mm256_set_m128i(c, b);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 16 * j), _mm256_alignr_epi8(y, x, Shift));
-    a = c;
+    const __m128i y = load(q + 1), z = load(q + 2);
+    const __m256i low = _mm256_set_m128i(y, x), high = _mm256_set_m128i(z, y);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 16 * j), _mm256_alignr_epi8(high, low, Shift));
+    x = z;
   }
-  if (16 * j < sve_vl_bytes) extract_sse(d, m, from / 16 + j, sse_shift(Shift), j);
+  if (16 * j < sve_vl_bytes) extract_sse(d, a, b, from / 16 + j, sse_shift(Shift), j);
 }
 template <size_t... S>
 constexpr auto extract_avx2_builds(std::index_sequence<S...>) {
   return std::array{&extract_avx2<int(S)>...};
 }
 
-// With VBMI, 64 bytes at a time: the 64-byte chunks c and c + 1 of the pair,
-// read whole at their own places, and one byte permute of the two by the
-// offset within the chunk. The chunk that straddles the end of d (when the
-// length is not a multiple of 64 bytes) is d's last bytes and m's first,
-// joined by a doubleword permute.
-constexpr unsigned ext_tail = sve_vl_bytes % 64;
-constexpr auto ext_join = [] {
-  std::array<uint64_t, 8> a{};
-  for (unsigned k = 0; k < 8; ++k) a[k] = k < ext_tail / 8 ? k : 8 + k - ext_tail / 8;
-  return a;
-}();
-constexpr auto ext_bytes = [] {
+// The 16-byte pieces' kernels write d as they go, so a b that is d is read
+// from a copy. A function of its own, so that the route with VBMI keeps no
+// frame for the copy.
+[[gnu::noinline]] void extract_pieces(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
+  static constexpr auto avx2_builds = extract_avx2_builds(std::make_index_sequence<16>{});
+  alignas(16) uint8_t copy[sve_vl_bytes];
+  if (b == d) b = static_cast<const uint8_t*>(std::memcpy(copy, b, sve_vl_bytes));
+  if (has_avx2()) return avx2_builds[from % 16](d, a, b, from);
+  extract_baseline(d, a, b, from);
+}
+
+// With VBMI, when the length is a whole number of 32-byte parts: the parts
+// of the pair that the window touches, each read whole from a or b, and one
+// byte permute of each two neighbours by the offset within a part, its
+// index vector read from a table at that offset. Every part is read before
+// any is written, so d may be a, b or both. Parts of 32 bytes rather than 64
+// leave no part straddling the end of a, and the host's forwarding of the
+// registers' recent stores to these reads, which is what a run of
+// instructions on one register waits for, is quicker for them. The first
+// part of the window is fixed in each build, so that every read is at a
+// constant place.
+alignas(64) constexpr auto ext_index = [] {
   std::array<uint8_t, 64> a{};
   for (unsigned k = 0; k < 64; ++k) a[k] = uint8_t(k);
   return a;
 }();
 
-[[gnu::target("avx512f")]] __m512i ext_chunk(const uint8_t* d, const uint8_t* m, unsigned c) {
-  constexpr unsigned vl = sve_vl_bytes;
-  const unsigned at = 64 * c;
-  if (at + 64 <= vl) return _mm512_loadu_si512(d + at);
-  if (at >= 2 * vl) return _mm512_setzero_si512();
-  if (at >= vl) return load(m + (at - vl), 2 * vl - at);
-  if constexpr (ext_tail == 32) {
-    const __v4di low = __v4di(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(d + at)));
-    const __v4di high = __v4di(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(m)));
-    return __m512i(__builtin_shufflevector(low, high, 0, 1, 2, 3, 4, 5, 6, 7));
+template <unsigned First>
+[[gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi")]] aarch64_decode_rc extract_vbmi(uint8_t* d, const uint8_t* a,
+                                                                                      const uint8_t* b,
+                                                                                      unsigned shift) {
+  constexpr unsigned parts = sve_vl_bytes / 32;
+  const __m256i index = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(ext_index.data() + shift));
+  __m256i w[parts + 1];
+#pragma GCC unroll 16
+  for (unsigned k = 0; k <= parts; ++k) {
+    const unsigned q = First + k;
+    w[k] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(q < parts ? a + 32 * q : b + 32 * (q - parts)));
   }
-  return _mm512_permutex2var_epi64(load(d + at, ext_tail), _mm512_loadu_si512(ext_join.data()), load(m, vl));
+#pragma GCC unroll 16
+  for (unsigned k = 0; k < parts; ++k)
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32 * k), _mm256_permutex2var_epi8(w[k], index, w[k + 1]));
+  return aarch64_decode_ok;
 }
-
-[[gnu::target("avx512f,avx512bw,avx512vbmi")]] void extract_vbmi(uint8_t* d, const uint8_t* m, unsigned from) {
-  constexpr unsigned vl = sve_vl_bytes;
-  const __m512i index = _mm512_add_epi8(_mm512_loadu_si512(ext_bytes.data()), _mm512_set1_epi8(char(from % 64)));
-  __m512i a = ext_chunk(d, m, from / 64);
-  for (unsigned j = 0; 64 * j < vl; ++j) {
-    // Chunk j of d is written after every chunk at or below from / 64 + j
-    // has been read.
-    const __m512i b = ext_chunk(d, m, from / 64 + j + 1);
-    store_part(d + 64 * j, vl - 64 * j, _mm512_permutex2var_epi8(a, index, b));
-    a = b;
-  }
+template <size_t... F>
+constexpr auto extract_vbmi_builds(std::index_sequence<F...>) {
+  return std::array{&extract_vbmi<unsigned(F)>...};
 }
 
 }  // namespace
-#endif
 
-bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from) {
-#if defined(__SSSE3__)
-  static constexpr auto avx2_builds = extract_avx2_builds(std::make_index_sequence<16>{});
-  if (has_vbmi()) return extract_vbmi(d, m, from), true;
-  if (has_avx2()) return avx2_builds[from % 16](d, m, from), true;
-  extract_baseline(d, m, from);
-  return true;
-#else
-  (void)d, (void)m, (void)from;
-  return false;
-#endif
+aarch64_decode_rc extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from) {
+  if constexpr (sve_vl_bytes % 32 == 0) {
+    static constexpr auto vbmi_builds = extract_vbmi_builds(std::make_index_sequence<sve_vl_bytes / 32>{});
+    if (has_vbmi()) return vbmi_builds[from / 32](d, a, b, from % 32);
+  }
+  extract_pieces(d, a, b, from);
+  return aarch64_decode_ok;
 }
+#endif
 
 }  // namespace sve::host

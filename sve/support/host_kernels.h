@@ -9,6 +9,7 @@
 
 #include <cstdint>
 
+#include "../decode/sve_emu.h"
 #include "host_isa.h"
 
 namespace sve::host {
@@ -56,9 +57,27 @@ bool table_lookup(unsigned bytes, uint8_t* d, const uint8_t* table, unsigned tab
 // the predicate's bytes p make active, in order, then zeros. d may be a.
 bool compact_elements(unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* p);
 
-// EXT: d = the vector's length of bytes from byte `from` of d and m laid end
-// to end; m is not d.
-bool extract_bytes(uint8_t* d, const uint8_t* m, unsigned from);
+// EXT: d = the vector's length of bytes from byte `from` of a and b laid end
+// to end; d may be either or both. Unlike the kernels above it does not
+// answer whether it ran: every x86 host has a build of it (SSSE3 is in the
+// baseline), and extracts_bytes says at compile time whether there is one,
+// so that the family keeps no operands for a portable loop after the call.
+// It returns aarch64_decode_ok for a handler to return in turn, which makes
+// the call the handler's last step. Other hosts have no definition.
+#if defined(__SSSE3__)
+inline constexpr bool extracts_bytes = true;
+#else
+inline constexpr bool extracts_bytes = false;
+#endif
+aarch64_decode_rc extract_bytes(uint8_t* d, const uint8_t* a, const uint8_t* b, unsigned from);
+
+// BEXT, BDEP and BGRP on elements of `bytes` bytes: each element of d is
+// that of a with its bits at the ones of m's element gathered at the bottom
+// (gather), its low bits scattered to the ones of m's (scatter), or the bits
+// at the ones gathered below those at the zeros, gathered too (group). d may
+// be a or m. In host_bits.cc.
+enum class bit_move { gather, scatter, group };
+bool move_bits(bit_move op, unsigned bytes, uint8_t* d, const uint8_t* a, const uint8_t* m);
 
 // The AES steps on each 16-byte block of d, in place: AESE and AESD with the
 // round key k (the same block of the second register), AESMC and AESIMC,

@@ -1,7 +1,8 @@
 // Unpredicated integer forms: the byte forms with the shift bit set, which
 // the conformance harness excuses, so their results are checked here;
-// saturation of both signs at every size; and destinations that are also
-// sources.
+// saturation of both signs at every size; the bit permutes at the limits of
+// their masks, which random operands seldom reach; and destinations that are
+// also sources.
 #include <gtest/gtest.h>
 
 #include "machine.h"
@@ -63,6 +64,32 @@ TEST(Unpredicated, SaturationOfBothSignsAtEverySize) {
   };
   for (const Case& c : cases)
     EXPECT_EQ(first_element(c.word, c.a, c.b, c.bytes), c.result) << std::hex << c.word << " " << c.a << " " << c.b;
+}
+
+// BGRP with a mask of all ones gathers nothing from the zeros, and a shift
+// of that nothing by the whole width must not disturb the result.
+TEST(Unpredicated, BitPermutesAtTheLimitsOfTheirMasks) {
+  struct Case { const char* name; uint64_t a, mask, result; unsigned bytes; };
+  const uint64_t ones = ~0ull, top = 1ull << 63, value = 0x0123456789abcdef;
+  const Case cases[] = {
+      {"VecU64BitGrpVVX", value, ones, value, 8},
+      {"VecU64BitGrpVVX", value, 0, value, 8},
+      {"VecU64BitGrpVVX", top | 1, top, 3, 8},
+      {"VecU32BitGrpVVX", 0x12345678, 0xffffffff, 0x12345678, 4},
+      {"VecU8BitGrpVVX", 0xa5, 0xf0, 0x5a, 1},
+      {"VecU64BitDepVVX", value, ones, value, 8},
+      {"VecU64BitDepVVX", value, 0, 0, 8},
+      {"VecU64BitDepVVX", 1, top, top, 8},
+      {"VecU16BitDepVVX", 0x00ff, 0xaaaa, 0xaaaa, 2},
+      {"VecU16BitDepVVX", 0x0005, 0xaaaa, 0x0022, 2},
+      {"VecU64BitExtVVX", value, ones, value, 8},
+      {"VecU64BitExtVVX", top, top, 1, 8},
+      {"VecU32BitExtVVX", 0x80000001, 0x80000001, 3, 4},
+      {"VecU8BitExtVVX", 0xa5, 0, 0, 1},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(first_element(vvx(c.name), c.a, c.mask, c.bytes), c.result) << c.name << std::hex << " " << c.a << " "
+                                                                            << c.mask;
 }
 
 TEST(Unpredicated, DestinationEqualToTheSources) {
